@@ -1,0 +1,10 @@
+#include "core/Errors.h"
+#include "platform/Messages.h"
+#include "ui/frmMain.h"
+
+/// The program is its main window: loading that is all there is to do, and everything else is driven by events.
+int main() {
+    reportEscapedErrors();
+    platform::guarded([] { frmMain.Load(); });
+    platform::runMessageLoop();
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
+/// A byte string that grows at its end and is used up from its front. Taking from the front moves nothing: what was
+/// taken stays in place until it is half of the whole, so any number of small takes costs no more than the bytes.
+class ByteQueue {
+public:
+    bool empty() const { return size() == 0; }
+    std::size_t size() const { return data.size() - taken; }
+    const char* front() const { return data.data() + taken; }
+
+    void append(std::string_view bytes) { data.append(bytes); }
+
+    /// The first `count` bytes, which must be there.
+    std::string peek(std::size_t count) const { return data.substr(taken, count); }
+
+    void drop(std::size_t count) {
+        taken += count;
+        if (taken == data.size()) {
+            clear();
+        } else if (taken > data.size() / 2) {
+            data.erase(0, taken);
+            taken = 0;
+        }
+    }
+
+    /// As peek and drop, without a copy when it is all.
+    std::string take(std::size_t count) {
+        std::string bytes;
+        if (taken == 0 && count == data.size()) {
+            bytes = std::move(data);
+            clear();
+        } else {
+            bytes = peek(count);
+            drop(count);
+        }
+        return bytes;
+    }
+
+    void clear() {
+        data = {}; // gives the memory back
+        taken = 0;
+    }
+
+private:
+    std::string data;
+    std::size_t taken = 0;
+};

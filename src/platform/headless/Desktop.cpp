@@ -1,0 +1,28 @@
+#include "platform/Desktop.h"
+
+#include "platform/headless/State.h"
+
+using headless::state;
+
+namespace platform {
+
+Size screenSize() { return state.screen; }
+
+std::int32_t screenDpi() { return state.dpi; }
+
+Rect workArea() { return state.workArea; }
+
+Point cursorPosition() { return state.cursor; }
+
+bool setWallpaper(const std::wstring& path, std::uint32_t flags) {
+    state.wallpapers.push_back({path, flags});
+    return state.wallpaperTaken;
+}
+
+void setWindowPos(WindowHandle window, std::int32_t insertAfter, std::uint32_t flags) {
+    state.placed.push_back({window, insertAfter, flags});
+}
+
+void setForegroundWindow(WindowHandle window) { state.foreground.push_back(window); }
+
+} // namespace platform

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "platform/Toolkit.h"
+
+/// Windows on the headless desktop: no peer at all, the controls' values are everything. What would need a person or a
+/// screen is asked from the test.
+namespace headless {
+
+/// Chooses from an open menu: the entry, or null to dismiss it. Empty: menus are dismissed.
+extern std::function<MenuEntry*(const std::vector<MenuEntry*>&)> chooseFromMenu;
+
+/// Forms brought to the front, by name, in order.
+extern std::vector<std::wstring> activated;
+
+/// What the program does when the shell has started again; empty if it asked for nothing.
+extern std::function<void()> taskbarCreated;
+
+/// The form whose window has this handle; null if it is gone.
+Form* formOf(platform::WindowHandle window);
+
+void resetToolkit();
+
+} // namespace headless

@@ -1,0 +1,142 @@
+#include "platform/Messages.h"
+
+#include <map>
+#include <utility>
+
+#include "platform/Process.h"
+#include "platform/Text.h"
+#include "platform/win32/Handles.h"
+#include "platform/win32/Loop.h"
+
+using platform::win32::fromHwnd;
+using platform::win32::toHwnd;
+
+namespace {
+
+struct Hook {
+    platform::WindowProcedure procedure;
+    WNDPROC former;
+};
+
+std::map<platform::WindowHandle, Hook> hooks;
+std::map<UINT_PTR, std::function<void()>> timers;
+std::function<void(std::exception_ptr)> escapeHandler;
+bool (*messageFilter)(void* message) = nullptr;
+
+LRESULT CALLBACK hookedProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    LRESULT result = 0;
+    platform::guarded([&] {
+        const auto found = hooks.find(fromHwnd(window));
+        if (found == hooks.end()) {
+            result = DefWindowProcA(window, message, wParam, lParam);
+            return;
+        }
+        const auto procedure = found->second.procedure; // it may take the hook away
+        result = procedure(fromHwnd(window), message, wParam, lParam);
+    });
+    return result;
+}
+
+void CALLBACK timerFired(HWND, UINT, UINT_PTR id, DWORD) {
+    const auto found = timers.find(id);
+    if (found == timers.end()) return; // stopped with a firing already in the queue
+    const auto callback = found->second;
+    platform::guarded(callback);
+}
+
+void dispatch(MSG& message) {
+    if (message.message == WM_QUIT) platform::endProcess();
+    if (messageFilter && messageFilter(&message)) return;
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+}
+
+} // namespace
+
+namespace platform {
+
+void win32::setMessageFilter(bool (*filter)(void* message)) { messageFilter = filter; }
+
+WindowHandle createHiddenWindow(const std::wstring& title) {
+    return fromHwnd(CreateWindowExA(0, "STATIC", toAnsi(title).c_str(), 0, 0, 0, 0, 0, nullptr, nullptr,
+                                    GetModuleHandleW(nullptr), nullptr));
+}
+
+bool destroyHiddenWindow(WindowHandle window) {
+    const bool destroyed = DestroyWindow(toHwnd(window)) != 0;
+    hooks.erase(window);
+    return destroyed;
+}
+
+void hookWindow(WindowHandle window, WindowProcedure procedure) {
+    if (const auto found = hooks.find(window); found != hooks.end()) {
+        found->second.procedure = std::move(procedure);
+        return;
+    }
+    const LONG_PTR former = GetWindowLongPtrA(toHwnd(window), GWLP_WNDPROC);
+    if (former == 0) return; // no window
+    hooks[window] = {std::move(procedure), reinterpret_cast<WNDPROC>(former)};
+    SetWindowLongPtrA(toHwnd(window), GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&hookedProcedure));
+}
+
+std::int32_t callFormerProcedure(WindowHandle window, std::uint32_t message, std::uint32_t wParam,
+                                 std::int32_t lParam) {
+    const auto found = hooks.find(window);
+    if (found == hooks.end()) return 0;
+    return static_cast<std::int32_t>(CallWindowProcA(found->second.former, toHwnd(window), message, wParam, lParam));
+}
+
+void unhookWindow(WindowHandle window) {
+    const auto found = hooks.find(window);
+    if (found == hooks.end()) return;
+    SetWindowLongPtrA(toHwnd(window), GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(found->second.former));
+    hooks.erase(found);
+}
+
+void pumpMessages() {
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) dispatch(message);
+}
+
+void waitMessages() {
+    MSG message;
+    if (GetMessageW(&message, nullptr, 0, 0) >= 0) dispatch(message);
+}
+
+void runMessageLoop() {
+    for (;;) waitMessages();
+}
+
+std::uint32_t startTimer(std::uint32_t milliseconds, std::function<void()> callback) {
+    const UINT_PTR id = SetTimer(nullptr, 0, milliseconds, timerFired);
+    timers[id] = std::move(callback);
+    return static_cast<std::uint32_t>(id);
+}
+
+void stopTimer(std::uint32_t id) {
+    if (timers.erase(id) == 1) KillTimer(nullptr, id);
+}
+
+std::int32_t messageBox(const std::wstring& text, std::int32_t style, const std::wstring& title) {
+    // A hidden window may well be the active one, after a click on the tray icon; a box that it owns gets lost behind
+    // other programs.
+    HWND owner = GetActiveWindow();
+    if (!IsWindowVisible(owner)) owner = nullptr;
+    auto bits = static_cast<UINT>(style);
+    if (!owner) bits |= MB_SETFOREGROUND;
+    if ((bits & MB_TYPEMASK) > MB_CANCELTRYCONTINUE) bits &= ~static_cast<UINT>(MB_TYPEMASK); // else there is no box
+    return MessageBoxW(owner, text.c_str(), title.c_str(), bits);
+}
+
+void setEscapeHandler(std::function<void(std::exception_ptr)> handler) { escapeHandler = std::move(handler); }
+
+void guarded(const std::function<void()>& callback) {
+    try {
+        callback();
+    } catch (...) {
+        if (!escapeHandler) std::terminate();
+        escapeHandler(std::current_exception());
+    }
+}
+
+} // namespace platform

@@ -1,0 +1,274 @@
+#include "platform/win32/ToolkitArt.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cwctype>
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "platform/Desktop.h"
+#include "platform/PictureDecoder.h"
+
+namespace platform::win32 {
+
+double scale() { return screenDpi() / 96.0; }
+
+int toPixels(double designPixels) { return static_cast<int>(std::lround(designPixels * scale())); }
+
+// Surfaces
+
+Surface::Surface(int width, int height) : size{width, height} {
+    BITMAPINFO info{};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = -height; // rows from the top
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    info.bmiHeader.biCompression = BI_RGB;
+    void* bits = nullptr;
+    if (width > 0 && height > 0) bitmap = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    if (!bitmap) {
+        size = {};
+        return;
+    }
+    context = CreateCompatibleDC(nullptr);
+    formerBitmap = SelectObject(context, bitmap);
+    pixels = static_cast<std::uint32_t*>(bits);
+}
+
+Surface::Surface(Surface&& other) noexcept { swap(other); }
+
+Surface& Surface::operator=(Surface&& other) noexcept {
+    swap(other);
+    return *this;
+}
+
+Surface::~Surface() {
+    if (!context) return;
+    SelectObject(context, formerBitmap);
+    DeleteDC(context);
+    DeleteObject(bitmap);
+}
+
+void Surface::swap(Surface& other) noexcept {
+    std::swap(context, other.context);
+    std::swap(bitmap, other.bitmap);
+    std::swap(formerBitmap, other.formerBitmap);
+    std::swap(pixels, other.pixels);
+    std::swap(size, other.size);
+}
+
+// Pictures
+
+namespace {
+
+/// The densities at which the build renders each picture.
+constexpr std::array densities{96, 120, 144, 192};
+
+/// The smallest density that needs no enlarging, else the greatest.
+int nearestDensity() {
+    const auto found = std::ranges::lower_bound(densities, screenDpi());
+    return found == densities.end() ? densities.back() : *found;
+}
+
+std::wstring resourceName(const std::string& art, int density) {
+    std::wstring name = L"ART_";
+    for (const char c : art) name += c == '-' ? L'_' : static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
+    return name + L'_' + std::to_wstring(density);
+}
+
+Surface premultiplied(const DecodedPicture& decoded) {
+    Surface surface(static_cast<int>(decoded.width), static_cast<int>(decoded.height));
+    const std::uint8_t* bgra = decoded.bgra.data();
+    for (int y = 0; y < surface.height(); ++y)
+        for (int x = 0; x < surface.width(); ++x, bgra += 4) {
+            const unsigned alpha = bgra[3];
+            const auto part = [&](int channel) { return (bgra[channel] * alpha + 127) / 255; };
+            surface.row(y)[x] = alpha << 24 | part(2) << 16 | part(1) << 8 | part(0);
+        }
+    return surface;
+}
+
+/// Resamples the rows to another length, and lays them down as columns. Each new pixel weighs the old ones around it by
+/// their nearness, as far as the wider of the two kinds of pixels reaches.
+Surface resampledRows(const Surface& source, int length) {
+    Surface target(source.height(), length);
+    if (!target) return {};
+    const double step = static_cast<double>(source.width()) / length;
+    const double reach = std::max(1.0, step);
+    for (int x = 0; x < length; ++x) {
+        const double centre = (x + 0.5) * step - 0.5;
+        const int first = std::max(0, static_cast<int>(std::ceil(centre - reach)));
+        const int last = std::min(source.width() - 1, static_cast<int>(std::floor(centre + reach)));
+        for (int y = 0; y < source.height(); ++y) {
+            std::array<double, 4> sums{};
+            double total = 0;
+            for (int i = first; i <= last; ++i) {
+                const double weight = 1 - std::abs(i - centre) / reach;
+                for (unsigned channel = 0; channel < 4; ++channel)
+                    sums[channel] += weight * (source.row(y)[i] >> 8 * channel & 0xFF);
+                total += weight;
+            }
+            std::uint32_t& pixel = target.row(x)[y];
+            for (unsigned channel = 0; channel < 4; ++channel)
+                pixel |= static_cast<std::uint32_t>(std::lround(sums[channel] / total)) << 8 * channel;
+        }
+    }
+    return target;
+}
+
+/// For a screen whose density is none of the rendered ones.
+Surface scaled(const Surface& source, double factor) {
+    const auto length = [factor](int from) { return std::max(1, static_cast<int>(std::lround(from * factor))); };
+    return resampledRows(resampledRows(source, length(source.width())), length(source.height()));
+}
+
+Surface loadArt(const std::string& art) {
+    const int density = nearestDensity();
+    const HRSRC found = FindResourceW(nullptr, resourceName(art, density).c_str(), RT_RCDATA);
+    const HGLOBAL loaded = found ? LoadResource(nullptr, found) : nullptr;
+    if (!loaded) return {};
+    const auto* bytes = static_cast<const char*>(LockResource(loaded));
+    const auto decoded = decodePicture(std::string(bytes, SizeofResource(nullptr, found)));
+    if (!decoded) return {};
+    Surface surface = premultiplied(*decoded);
+    return density == screenDpi() ? std::move(surface) : scaled(surface, static_cast<double>(screenDpi()) / density);
+}
+
+Surface opaque(const Pixels& source) {
+    Surface surface(source.width, source.height);
+    const std::uint8_t* bgr = source.bgr.data();
+    for (int y = 0; y < surface.height(); ++y)
+        for (int x = 0; x < surface.width(); ++x, bgr += 3)
+            surface.row(y)[x] = 0xFF000000U | static_cast<std::uint32_t>(bgr[2] << 16 | bgr[1] << 8 | bgr[0]);
+    return surface;
+}
+
+} // namespace
+
+const Surface* pictureSurface(const Picture& picture) {
+    static std::map<std::string, Surface> arts;
+    static std::pair<std::shared_ptr<const Pixels>, Surface> decoded; // the last one shown
+    if (picture.pixels) {
+        if (decoded.first != picture.pixels) decoded = {picture.pixels, opaque(*picture.pixels)};
+        return decoded.second ? &decoded.second : nullptr;
+    }
+    if (picture.art.empty()) return nullptr;
+    auto found = arts.find(picture.art);
+    if (found == arts.end()) found = arts.emplace(picture.art, loadArt(picture.art)).first;
+    return found->second ? &found->second : nullptr;
+}
+
+// Fonts, pointers, icons
+
+namespace {
+
+int CALLBACK noteFont(const LOGFONTW*, const TEXTMETRICW*, DWORD, LPARAM found) {
+    *reinterpret_cast<bool*>(found) = true;
+    return 0; // one is enough
+}
+
+bool isInstalled(const wchar_t* face) {
+    LOGFONTW wanted{};
+    wanted.lfCharSet = DEFAULT_CHARSET;
+    lstrcpynW(wanted.lfFaceName, face, LF_FACESIZE);
+    bool found = false;
+    const HDC screen = GetDC(nullptr);
+    EnumFontFamiliesExW(screen, &wanted, noteFont, reinterpret_cast<LPARAM>(&found), 0);
+    ReleaseDC(nullptr, screen);
+    return found;
+}
+
+std::wstring messageFontFace() {
+    NONCLIENTMETRICSW metrics{};
+    metrics.cbSize = sizeof metrics;
+    if (!SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0)) return L"MS Shell Dlg 2";
+    return metrics.lfMessageFont.lfFaceName;
+}
+
+const std::wstring& face(bool semibold) {
+    static const std::wstring plain =
+        isInstalled(L"Segoe UI") ? L"Segoe UI" : isInstalled(L"Tahoma") ? L"Tahoma" : messageFontFace();
+    // A family of its own; of the plain family GDI would give the bold face.
+    static const std::wstring heavier = isInstalled(L"Segoe UI Semibold") ? L"Segoe UI Semibold" : plain;
+    return semibold ? heavier : plain;
+}
+
+} // namespace
+
+HFONT font(double points, bool semibold, bool underline) {
+    static std::map<std::tuple<double, bool, bool>, HFONT> fonts;
+    HFONT& made = fonts[{points, semibold, underline}];
+    if (!made)
+        made = CreateFontW(-static_cast<int>(std::lround(points * screenDpi() / 72)), 0, 0, 0,
+                           semibold ? FW_SEMIBOLD : FW_NORMAL, FALSE, underline, FALSE, DEFAULT_CHARSET,
+                           OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_DONTCARE,
+                           face(semibold).c_str());
+    return made;
+}
+
+HCURSOR pointer(std::int16_t number) {
+    static const HCURSOR arrow = LoadCursorW(nullptr, IDC_ARROW);
+    static const HCURSOR sizeAll = LoadCursorW(nullptr, IDC_SIZEALL);
+    static const HCURSOR hand = [] {
+        auto own = static_cast<HCURSOR>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(1), IMAGE_CURSOR, 0, 0,
+                                                   LR_DEFAULTSIZE | LR_SHARED));
+        return own ? own : LoadCursorW(nullptr, IDC_HAND);
+    }();
+    return number == pointerHand ? hand : number == pointerSizeAll ? sizeAll : arrow;
+}
+
+HICON programIcon(int widthMetric, int heightMetric) {
+    return static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(1), IMAGE_ICON,
+                                         GetSystemMetrics(widthMetric), GetSystemMetrics(heightMetric), 0));
+}
+
+// Rounded boxes
+
+namespace {
+
+std::uint8_t mixed(std::uint32_t below, std::uint8_t above, double cover) {
+    return static_cast<std::uint8_t>(std::lround(below + (above - static_cast<double>(below)) * cover));
+}
+
+void blend(std::uint32_t& pixel, Color color, double cover) {
+    if (cover <= 0) return;
+    const std::uint8_t red = mixed(pixel >> 16 & 0xFF, color.red, cover);
+    const std::uint8_t green = mixed(pixel >> 8 & 0xFF, color.green, cover);
+    const std::uint8_t blue = mixed(pixel & 0xFF, color.blue, cover);
+    pixel = 0xFF000000U | static_cast<std::uint32_t>(red << 16 | green << 8 | blue);
+}
+
+} // namespace
+
+void draw(Surface& onto, const RoundedBox& box, const RECT& clip) {
+    const RECT bounds{0, 0, onto.width(), onto.height()};
+    RECT area;
+    if (!IntersectRect(&area, &box.place, &clip) || !IntersectRect(&area, &area, &bounds)) return;
+    GdiFlush(); // what GDI still holds back must lie below
+    const double halfWidth = (box.place.right - box.place.left) / 2.0;
+    const double halfHeight = (box.place.bottom - box.place.top) / 2.0;
+    const double radius = std::min({box.radius, halfWidth, halfHeight});
+    for (LONG y = area.top; y < area.bottom; ++y) {
+        const double dy = std::abs(y + 0.5 - box.place.top - halfHeight) - (halfHeight - radius);
+        for (LONG x = area.left; x < area.right; ++x) {
+            const double dx = std::abs(x + 0.5 - box.place.left - halfWidth) - (halfWidth - radius);
+            // How far the pixel's middle lies within the outline, which gives its share of coverage near it.
+            const double inside = radius - (dx > 0 && dy > 0 ? std::hypot(dx, dy) : std::max(dx, dy));
+            const double cover = std::clamp(inside + 0.5, 0.0, 1.0);
+            const double inner = std::clamp(inside - box.edgeWidth + 0.5, 0.0, 1.0);
+            if (box.filled) {
+                blend(onto.row(y)[x], box.edge, cover);
+                blend(onto.row(y)[x], box.fill, inner);
+            } else {
+                blend(onto.row(y)[x], box.edge, cover - inner);
+            }
+        }
+    }
+}
+
+} // namespace platform::win32

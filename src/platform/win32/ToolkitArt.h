@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+
+#include <windows.h>
+
+#include "platform/Toolkit.h"
+
+/// What windows are drawn with: bitmaps in memory, the program's own pictures, fonts and pointers.
+namespace platform::win32 {
+
+/// Real pixels to a design pixel.
+double scale();
+
+/// A design length in whole pixels.
+int toPixels(double designPixels);
+
+/// Pixels in memory, 32 bits each, rows from the top, with a device context to draw on them.
+class Surface {
+public:
+    Surface() = default;
+    Surface(int width, int height); // empty if the system has no room for it
+    Surface(Surface&& other) noexcept;
+    Surface& operator=(Surface&& other) noexcept;
+    ~Surface();
+
+    HDC dc() const { return context; }
+    int width() const { return size.cx; }
+    int height() const { return size.cy; }
+
+    /// Row `y`, each pixel blue, green, red, alpha from the low byte. Valid until the next drawing through dc().
+    std::uint32_t* row(int y) const { return pixels + static_cast<std::ptrdiff_t>(y) * size.cx; }
+
+    explicit operator bool() const { return pixels != nullptr; }
+
+private:
+    void swap(Surface& other) noexcept;
+
+    HDC context = nullptr;
+    HBITMAP bitmap = nullptr;
+    HGDIOBJ formerBitmap = nullptr;
+    std::uint32_t* pixels = nullptr;
+    SIZE size{};
+};
+
+/// The picture at the screen's density, with premultiplied alpha; null if there is none. Kept for the life of the
+/// process.
+const Surface* pictureSurface(const Picture& picture);
+
+/// The system's user-interface font; kept for the life of the process.
+HFONT font(double points, bool semibold, bool underline);
+
+/// The pointer of that number; the arrow for one that is not known.
+HCURSOR pointer(std::int16_t number);
+
+/// Loads the program's icon at the size of a system metric (SM_CXICON or SM_CXSMICON); the caller keeps it.
+HICON programIcon(int widthMetric, int heightMetric);
+
+/// A rectangle with rounded corners, smooth at the edges, drawn where `clip` allows. Lengths in pixels.
+struct RoundedBox {
+    RECT place;
+    double radius;
+    double edgeWidth;
+    Color edge;
+    bool filled;
+    Color fill;
+};
+void draw(Surface& onto, const RoundedBox& box, const RECT& clip);
+
+inline COLORREF colorRef(Color color) { return RGB(color.red, color.green, color.blue); }
+
+} // namespace platform::win32

@@ -1,0 +1,386 @@
+#include <algorithm>
+#include <utility>
+
+#include <windows.h>
+
+#include <commctrl.h>
+#include <windowsx.h>
+
+#include "platform/Input.h"
+#include "platform/ToolkitPeer.h"
+#include "platform/win32/ToolkitWindow.h"
+
+namespace platform::win32 {
+
+namespace {
+
+constexpr int listLength = 12; // entries of an open combo that are seen at once
+
+struct NativeDesign {
+    const wchar_t* windowClass = nullptr; // null: drawn by the form
+    DWORD style = 0;
+    DWORD extendedStyle = 0;
+    std::wstring text;
+};
+
+NativeDesign designOf(const Control& control) {
+    if (const auto* box = dynamic_cast<const TextBox*>(&control))
+        return {WC_EDITW, ES_AUTOHSCROLL | (box->passwordChar ? ES_PASSWORD : 0UL), WS_EX_CLIENTEDGE, {}};
+    if (dynamic_cast<const ComboBox*>(&control))
+        return {WC_COMBOBOXW, CBS_DROPDOWN | CBS_AUTOHSCROLL | WS_VSCROLL, 0, {}};
+    // Not the automatic kinds: the values are the toolkit's to change, by its own rules.
+    if (const auto* option = dynamic_cast<const OptionButton*>(&control))
+        return {WC_BUTTONW, BS_RADIOBUTTON | BS_NOTIFY, 0, option->Caption};
+    if (const auto* check = dynamic_cast<const CheckBox*>(&control))
+        return {WC_BUTTONW, BS_CHECKBOX | BS_NOTIFY, 0, check->Caption};
+    if (const auto* button = dynamic_cast<const CommandButton*>(&control))
+        return {WC_BUTTONW, BS_PUSHBUTTON | BS_NOTIFY, 0, button->Caption};
+    return {};
+}
+
+std::wstring textOf(HWND window) {
+    std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(window)) + 1, L'\0');
+    text.resize(static_cast<std::size_t>(GetWindowTextW(window, text.data(), static_cast<int>(text.size()))));
+    return text;
+}
+
+bool isKeyDown(UINT message) { return message == WM_KEYDOWN || message == WM_SYSKEYDOWN; }
+bool isKeyUp(UINT message) { return message == WM_KEYUP || message == WM_SYSKEYUP; }
+
+bool movesCaret(UINT message) {
+    return (message >= WM_KEYFIRST && message <= WM_KEYLAST) || (message >= WM_MOUSEFIRST && message <= WM_MOUSELAST) ||
+           message == EM_SETSEL;
+}
+
+/// A key that would change the text of a combo, or choose another entry while the list is closed.
+bool changesText(const Native& combo, UINT message, WPARAM wParam) {
+    constexpr WPARAM selectAll = 1;
+    constexpr WPARAM copy = 3;
+    switch (message) {
+    case WM_CHAR:
+        return wParam != selectAll && wParam != copy;
+    case WM_PASTE:
+    case WM_CUT:
+    case WM_CLEAR:
+    case WM_UNDO:
+    case EM_UNDO:
+    case WM_IME_CHAR:
+    case WM_IME_STARTCOMPOSITION:
+        return true;
+    case WM_SYSKEYDOWN:
+        return wParam == VK_BACK; // undo
+    case WM_KEYDOWN:
+        if (wParam == VK_DELETE) return true;
+        if (wParam == VK_INSERT) return GetKeyState(VK_SHIFT) < 0;
+        return !isDropped(combo) &&
+               (wParam == VK_UP || wParam == VK_DOWN || wParam == VK_PRIOR || wParam == VK_NEXT);
+    default:
+        return false;
+    }
+}
+
+/// Keys of navigation that an edit field would answer with a beep.
+bool isIdleCharacter(UINT message, WPARAM wParam) {
+    return message == WM_CHAR && (wParam == L'\t' || wParam == L'\r' || wParam == L'\x1b');
+}
+
+bool isCombo(const Native& native) { return native.edit && native.edit != native.window; }
+
+/// A combo leaves its text marked without having the focus, after new text or a new size.
+void hideSelection(const Native& combo) {
+    if (GetFocus() != combo.edit) SendMessageW(combo.edit, EM_SETSEL, 0, 0);
+}
+
+struct Assigning { // while the program changes a native control
+    explicit Assigning(bool& now) : flag(now), before(now) { flag = true; }
+    ~Assigning() { flag = before; }
+    Assigning(const Assigning&) = delete;
+    bool& flag;
+    const bool before;
+};
+
+} // namespace
+
+/// Stands before the procedure of each native control and of a combo's inner window.
+LRESULT CALLBACK nativeProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id, DWORD_PTR data) {
+    auto& native = *reinterpret_cast<Native*>(data);
+    if (message == WM_NCDESTROY) RemoveWindowSubclass(window, nativeProcedure, id);
+    const auto shown = native.on.weak_from_this().lock();
+    if (!shown || shown->closed) return DefSubclassProc(window, message, wParam, lParam);
+    const auto alive = shown->form.weak_from_this().lock();
+    LRESULT result = 0;
+    guarded([&] { result = shown->handleNative(native, window, message, wParam, lParam); });
+    return result;
+}
+
+LRESULT FormWindow::handleNative(Native& native, HWND at, UINT message, WPARAM wParam, LPARAM lParam) {
+    Control& control = native.control;
+    auto* const combo = dynamic_cast<ComboBox*>(&control);
+    const bool inEdit = at == native.edit;
+
+    const auto raise = [&](const MouseEvent& event, std::int16_t button) {
+        const Place place = placeOnForm(control);
+        raiseMouse(event, button, &control, MAKELPARAM(GET_X_LPARAM(lParam) + toPixels(place.x),
+                                                       GET_Y_LPARAM(lParam) + toPixels(place.y)));
+    };
+
+    if (const std::int16_t button = buttonPressedBy(message); button && !combo) raise(control.MouseDown, button);
+    if (message == WM_MOUSEMOVE && !combo) raise(control.MouseMove, buttonMask(wParam));
+    if (inEdit) {
+        if (isKeyDown(message) && control.KeyDown) control.KeyDown();
+        if (isIdleCharacter(message, wParam)) {
+            if (!isDropped(native)) return 0; // there they choose and dismiss
+        } else if (combo && combo->Locked && changesText(native, message, wParam)) {
+            return 0;
+        }
+    }
+    if (closed) return 0;
+    const LRESULT result = inEdit ? fieldProcedure(at, message, wParam, lParam)
+                                  : DefSubclassProc(at, message, wParam, lParam);
+    if (closed) return result;
+
+    if (message == WM_SETFOCUS && !assigning) PostMessageW(window, focusMoved, 0, 0);
+    if (message == WM_KILLFOCUS && combo) hideSelection(native);
+    if (inEdit && movesCaret(message)) adoptSelection(native);
+    if (std::exchange(native.clicked, false)) Input::press(control); // outside of the button's own procedure
+    if (closed) return result;
+    if (const std::int16_t button = buttonReleasedBy(message); button && !combo) raise(control.MouseUp, button);
+    if (!closed && inEdit && isKeyUp(message) && control.KeyUp) control.KeyUp();
+    return result;
+}
+
+void FormWindow::createNatives() {
+    const INITCOMMONCONTROLSEX classes{sizeof classes, ICC_STANDARD_CLASSES};
+    InitCommonControlsEx(&classes);
+    for (Control* control : form.controls()) {
+        const NativeDesign design = designOf(*control);
+        if (!design.windowClass) continue;
+        auto native = std::make_unique<Native>(*this, *control);
+        native->window = CreateWindowExW(design.extendedStyle, design.windowClass, design.text.c_str(),
+                                         WS_CHILD | design.style, 0, 0, 0, 0, window, nullptr,
+                                         GetModuleHandleW(nullptr), nullptr);
+        SetWindowSubclass(native->window, nativeProcedure, 1, reinterpret_cast<DWORD_PTR>(native.get()));
+        SendMessageW(native->window, WM_SETFONT, reinterpret_cast<WPARAM>(font(TextStyle{}.points, false, false)), 0);
+        if (const auto* box = dynamic_cast<TextBox*>(control)) {
+            native->edit = native->window;
+            if (box->passwordChar) SendMessageW(native->window, EM_SETPASSWORDCHAR, box->passwordChar, 0);
+        } else if (dynamic_cast<ComboBox*>(control)) {
+            COMBOBOXINFO info{};
+            info.cbSize = sizeof info;
+            GetComboBoxInfo(native->window, &info);
+            native->edit = info.hwndItem;
+            SetWindowSubclass(native->edit, nativeProcedure, 1, reinterpret_cast<DWORD_PTR>(native.get()));
+            SendMessageW(native->window, CB_SETMINVISIBLE, listLength, 0);
+            showList(*native);
+        } else if (dynamic_cast<OptionButton*>(control)) {
+            SendMessageW(native->window, BM_SETDONTCLICK, TRUE, 0); // the focus alone is no click
+        }
+        placeNative(*native);
+        showText(*native);
+        for (const Aspect aspect : {Aspect::value, Aspect::enabled, Aspect::selection}) apply(*native, aspect);
+        natives[control] = std::move(native);
+    }
+    applyShownNatives();
+    SendMessageW(window, WM_CHANGEUISTATE, MAKEWPARAM(UIS_SET, UISF_HIDEFOCUS | UISF_HIDEACCEL), 0);
+}
+
+Native* FormWindow::nativeOf(const Control* control) const {
+    const auto found = natives.find(control);
+    return found == natives.end() ? nullptr : found->second.get();
+}
+
+Native* FormWindow::nativeOf(HWND at) const {
+    for (const auto& [control, native] : natives)
+        if (at && (native->window == at || native->edit == at)) return native.get();
+    return nullptr;
+}
+
+void FormWindow::apply(Native& native, Aspect aspect) {
+    const Assigning now(assigning);
+    switch (aspect) {
+    case Aspect::text:
+        showText(native);
+        break;
+    case Aspect::list:
+        showList(native);
+        break;
+    case Aspect::value: {
+        const auto* option = dynamic_cast<OptionButton*>(&native.control);
+        const auto* check = dynamic_cast<CheckBox*>(&native.control);
+        if (option) Button_SetCheck(native.window, option->Value ? BST_CHECKED : BST_UNCHECKED);
+        if (check) Button_SetCheck(native.window, check->Value == 1 ? BST_CHECKED : BST_UNCHECKED);
+        break;
+    }
+    case Aspect::enabled: {
+        const bool enabled = native.control.Enabled;
+        if ((IsWindowEnabled(native.window) != 0) == enabled) break;
+        if (enabled) EnableWindow(native.window, TRUE);
+        applyFocus(); // away from it beforehand, and back to it
+        if (!enabled) EnableWindow(native.window, FALSE);
+        break;
+    }
+    case Aspect::selection:
+        if (const auto* box = dynamic_cast<TextBox*>(&native.control))
+            SendMessageW(native.window, EM_SETSEL, static_cast<WPARAM>(box->SelStart()), box->SelStart + box->SelLength);
+        break;
+    case Aspect::place:
+        placeNative(native);
+        break;
+    case Aspect::visible:
+        applyShownNatives();
+        break;
+    default:
+        break; // read when it is needed
+    }
+}
+
+void FormWindow::applyShownNatives() {
+    const Assigning now(assigning);
+    for (const auto& [control, native] : natives) {
+        const bool isVisible = (GetWindowLongPtrW(native->window, GWL_STYLE) & WS_VISIBLE) != 0;
+        if (isVisible == control->isShown()) continue;
+        if (isVisible) applyFocus(); // away from it beforehand
+        ShowWindow(native->window, isVisible ? SW_HIDE : SW_SHOWNA);
+        if (!isVisible) applyFocus(); // or back to it
+    }
+}
+
+void FormWindow::placeNative(Native& native) {
+    const RECT place = pixelsOf(native.control);
+    const int width = place.right - place.left;
+    const int height = place.bottom - place.top;
+    MoveWindow(native.window, place.left, place.top, width, height, TRUE);
+    if (!isCombo(native)) return;
+    // A combo takes its height from that of its field, which not every system counts alike: set, look, and correct.
+    auto field = SendMessageW(native.window, CB_GETITEMHEIGHT, static_cast<WPARAM>(-1), 0);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        RECT all;
+        GetWindowRect(native.window, &all);
+        field += height - (all.bottom - all.top);
+        SendMessageW(native.window, CB_SETITEMHEIGHT, static_cast<WPARAM>(-1), field);
+    }
+    hideSelection(native);
+}
+
+// Texts and lists
+
+void FormWindow::showText(Native& native) {
+    if (auto* box = dynamic_cast<TextBox*>(&native.control)) {
+        SetWindowTextW(native.window, box->Text().c_str());
+        adoptSelection(native);
+    } else if (const auto* combo = dynamic_cast<ComboBox*>(&native.control)) {
+        // As the chosen entry, if it is one, so that the list opens there.
+        const auto entry = std::ranges::find(native.listed, combo->Text());
+        const bool isEntry = entry != native.listed.end();
+        SendMessageW(native.window, CB_SETCURSEL,
+                     isEntry ? static_cast<WPARAM>(entry - native.listed.begin()) : static_cast<WPARAM>(-1), 0);
+        if (!isEntry) SetWindowTextW(native.window, combo->Text().c_str());
+        hideSelection(native);
+    }
+}
+
+void FormWindow::showList(Native& native) {
+    const auto* combo = dynamic_cast<ComboBox*>(&native.control);
+    if (!combo) return;
+    const auto& entries = combo->List();
+    // Lists are filled entry by entry: what is there stays.
+    const auto kept = std::ranges::mismatch(native.listed, entries).in1;
+    if (kept != native.listed.end()) {
+        native.listed.clear();
+        SendMessageW(native.window, CB_RESETCONTENT, 0, 0); // takes the text along
+    }
+    for (std::size_t i = native.listed.size(); i < entries.size(); ++i)
+        SendMessageW(native.window, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(entries[i].c_str()));
+    native.listed = entries;
+    if (textOf(native.window) != combo->Text()) showText(native);
+}
+
+void FormWindow::adoptText(Native& native) {
+    if (auto* box = dynamic_cast<TextBox*>(&native.control)) {
+        box->Text.adopt(textOf(native.window));
+        adoptSelection(native);
+    } else if (auto* combo = dynamic_cast<ComboBox*>(&native.control)) {
+        combo->Text.adopt(textOf(native.window));
+    }
+}
+
+void FormWindow::adoptSelection(Native& native) {
+    auto* box = dynamic_cast<TextBox*>(&native.control);
+    if (!box) return;
+    DWORD start = 0;
+    DWORD end = 0;
+    SendMessageW(native.window, EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
+    box->SelStart.adopt(static_cast<std::int32_t>(start));
+    box->SelLength.adopt(static_cast<std::int32_t>(end - start));
+}
+
+void FormWindow::settleChoice(Native& native) {
+    auto* combo = dynamic_cast<ComboBox*>(&native.control);
+    if (!combo || isDropped(native)) return;
+    const bool picked = std::exchange(native.picked, false);
+    if (std::exchange(native.dismissed, false)) {
+        const Assigning now(assigning);
+        showText(native);
+        return;
+    }
+    const LRESULT index = SendMessageW(native.window, CB_GETCURSEL, 0, 0);
+    if (picked && index >= 0 && static_cast<std::size_t>(index) < native.listed.size())
+        Input::choose(*combo, native.listed[static_cast<std::size_t>(index)]);
+    else
+        adoptText(native); // an opening list completes what was typed
+}
+
+// What the person does
+
+void FormWindow::notified(HWND child, UINT code) {
+    Native* native = nativeOf(child);
+    if (!native || assigning) return;
+    if (!native->edit) {
+        if (code == BN_CLICKED) native->clicked = true;
+        return;
+    }
+    if (!isCombo(*native)) {
+        if (code == EN_CHANGE) adoptText(*native);
+        return;
+    }
+    switch (code) {
+    case CBN_EDITCHANGE:
+        adoptText(*native);
+        break;
+    case CBN_DROPDOWN:
+        native->picked = native->dismissed = false;
+        break;
+    case CBN_SELCHANGE:
+        native->picked = true;
+        // The field gets the entry only after this. With the list open, arrows look around; nothing is chosen yet.
+        PostMessageW(window, choiceMade, 0, reinterpret_cast<LPARAM>(native->window));
+        break;
+    case CBN_SELENDCANCEL:
+        native->dismissed = isDropped(*native); // it is told of closed lists too, when they lose the focus
+        break;
+    case CBN_CLOSEUP:
+        PostMessageW(window, choiceMade, 0, reinterpret_cast<LPARAM>(native->window));
+        break;
+    default:
+        break;
+    }
+}
+
+void FormWindow::applyFocus() {
+    moveRing();
+    if (GetActiveWindow() != window || IsIconic(window)) return;
+    const Control* active = form.activeControl();
+    const Native* native = active && active->canTakeFocus() ? nativeOf(active) : nullptr;
+    const HWND has = GetFocus();
+    const HWND target = !form.takesInput() ? nullptr : native ? native->window : window;
+    if (has == target || (native && target && has == native->edit)) return;
+    const Assigning now(assigning);
+    SetFocus(target);
+}
+
+void FormWindow::followFocus() {
+    const Native* native = nativeOf(GetFocus());
+    if (native && &native->control != form.activeControl()) Input::moveFocus(form, &native->control);
+}
+
+} // namespace platform::win32

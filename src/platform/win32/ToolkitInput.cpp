@@ -1,0 +1,178 @@
+#include <algorithm>
+
+#include <windows.h>
+
+#include <windowsx.h>
+
+#include "platform/Input.h"
+#include "platform/ToolkitPeer.h"
+#include "platform/win32/ToolkitWindow.h"
+
+namespace platform::win32 {
+
+// Mouse
+
+namespace {
+
+bool isDown(int key) { return GetKeyState(key) < 0; }
+
+/// A message's position from the corner of a control (null: of the form), in twips.
+struct Twips {
+    double x;
+    double y;
+};
+Twips twipsWithin(const Control* control, LPARAM where) {
+    const Place place = control ? placeOnForm(*control) : Place{};
+    return {GET_X_LPARAM(where) * screen::TwipsPerPixelX() - place.x * twipsPerDesignPixel,
+            GET_Y_LPARAM(where) * screen::TwipsPerPixelY() - place.y * twipsPerDesignPixel};
+}
+
+std::int16_t shiftMask() {
+    return static_cast<std::int16_t>((isDown(VK_SHIFT) ? 1 : 0) | (isDown(VK_CONTROL) ? 2 : 0) |
+                                     (isDown(VK_MENU) ? 4 : 0));
+}
+
+} // namespace
+
+void raiseMouse(const MouseEvent& event, std::int16_t button, const Control* control, LPARAM where) {
+    if (!event || (control && !control->Enabled)) return;
+    const Twips at = twipsWithin(control, where);
+    event(button, shiftMask(), at.x, at.y);
+}
+
+std::int16_t buttonMask(WPARAM keys) {
+    return static_cast<std::int16_t>((keys & MK_LBUTTON ? 1 : 0) | (keys & MK_RBUTTON ? 2 : 0) |
+                                     (keys & MK_MBUTTON ? 4 : 0));
+}
+
+std::int16_t buttonPressedBy(UINT message) {
+    return message == WM_LBUTTONDOWN ? 1 : message == WM_RBUTTONDOWN ? 2 : message == WM_MBUTTONDOWN ? 4 : 0;
+}
+
+std::int16_t buttonReleasedBy(UINT message) {
+    return message == WM_LBUTTONUP ? 1 : message == WM_RBUTTONUP ? 2 : message == WM_MBUTTONUP ? 4 : 0;
+}
+
+Control* FormWindow::hit(LPARAM where) const {
+    return Input::hitTest(form, GET_X_LPARAM(where) / scale(), GET_Y_LPARAM(where) / scale());
+}
+
+bool FormWindow::isOver(const Control& control, LPARAM where) const {
+    const RECT place = pixelsOf(control);
+    return PtInRect(&place, {GET_X_LPARAM(where), GET_Y_LPARAM(where)});
+}
+
+void FormWindow::mouseDown(std::int16_t button, LPARAM where) {
+    if (!pressed) pressed = hit(where);
+    if (!pressed) return;
+    buttonsDown |= button;
+    SetCapture(window); // a drag goes on outside
+    raiseMouse(pressed->MouseDown, button, pressed, where);
+}
+
+void FormWindow::mouseUp(std::int16_t button, LPARAM where) {
+    Control* const control = pressed;
+    if (!control || !(buttonsDown & button)) return;
+    buttonsDown = static_cast<std::int16_t>(buttonsDown & ~button);
+    if (buttonsDown == 0) ReleaseCapture(); // which also lets go of `pressed`
+    raiseMouse(control->MouseUp, button, control, where);
+    if (button == 1 && !closed && isOver(*control, where)) Input::press(*control);
+}
+
+void FormWindow::mouseMoved(WPARAM buttons, LPARAM where) {
+    const Control* const control = pressed ? pressed : hit(where);
+    raiseMouse(control ? control->MouseMove : form.MouseMove, buttonMask(buttons), control, where);
+}
+
+HCURSOR FormWindow::cursorAt(POINT client) const {
+    if (form.MousePointer != pointerDefault) return pointer(form.MousePointer);
+    const Control* over = hit(MAKELPARAM(client.x, client.y));
+    return pointer(over && over->Enabled ? over->MousePointer() : std::int16_t{pointerDefault});
+}
+
+void FormWindow::applyPointer() {
+    // The system asks for the pointer only when the mouse moves, and not at all during a drag.
+    POINT at;
+    if (!GetCursorPos(&at) || !form.Visible) return;
+    if (GetCapture() != window && WindowFromPoint(at) != window) return;
+    ScreenToClient(window, &at);
+    SetCursor(cursorAt(at));
+}
+
+// Keyboard
+
+namespace {
+
+void moveByTab(FormWindow& shown) {
+    Control* const next = Input::nextInTabOrder(shown.form, shown.form.activeControl(), isDown(VK_SHIFT));
+    if (next) Input::moveFocus(shown.form, next);
+}
+
+/// The next option of the same group in either direction, wrapping.
+OptionButton* neighbour(const OptionButton& option, bool backwards) {
+    std::vector<OptionButton*> group;
+    for (Control* control : option.form.controls())
+        if (auto* other = dynamic_cast<OptionButton*>(control); other && other->container == option.container)
+            if (other == &option || other->canTakeFocus()) group.push_back(other);
+    if (backwards) std::ranges::reverse(group);
+    const auto self = std::ranges::find(group, &option);
+    return self + 1 == group.end() ? group.front() : *(self + 1);
+}
+
+bool pressKey(FormWindow& shown, const MSG& message) {
+    Form& form = shown.form;
+    Control* const active = form.activeControl();
+    const Native* const native = shown.nativeOf(active);
+    const bool isRepeat = (message.lParam & 1L << 30) != 0;
+    const bool windowless = active && !native && active->canTakeFocus();
+    switch (message.wParam) {
+    case VK_TAB:
+        if (isDown(VK_CONTROL)) return false;
+        shown.showCues();
+        moveByTab(shown);
+        return true;
+    case VK_RETURN:
+        if (isRepeat) return true;
+        if (form.defaultButton())
+            Input::pressReturn(form);
+        else if (windowless || dynamic_cast<CommandButton*>(active))
+            Input::press(*active);
+        return true;
+    case VK_SPACE:
+        if (!windowless) return false;
+        if (!isRepeat) Input::press(*active);
+        return true;
+    case VK_LEFT:
+    case VK_UP:
+    case VK_RIGHT:
+    case VK_DOWN: {
+        const auto* option = dynamic_cast<OptionButton*>(active);
+        if (!option) return false;
+        shown.showCues();
+        Input::press(*neighbour(*option, message.wParam == VK_LEFT || message.wParam == VK_UP));
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+bool filterKeys(void* raw) {
+    const MSG& message = *static_cast<const MSG*>(raw);
+    if (message.message != WM_KEYDOWN) return false;
+    const auto shown = formWindowAt(GetAncestor(message.hwnd, GA_ROOT));
+    if (!shown || shown->closed || !shown->form.takesInput()) return false;
+    const auto alive = shown->form.weak_from_this().lock();
+    if (const Native* native = shown->nativeOf(message.hwnd); native && isDropped(*native)) {
+        // An open list has its own keys; Tab takes what is chosen in it along.
+        if (message.wParam != VK_TAB) return false;
+        SendMessageW(native->window, CB_SHOWDROPDOWN, FALSE, 0);
+    }
+    bool handled = false;
+    guarded([&] { handled = pressKey(*shown, message); });
+    return handled;
+}
+
+} // namespace platform::win32

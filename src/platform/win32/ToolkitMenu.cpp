@@ -1,0 +1,32 @@
+#include "platform/ToolkitPeer.h"
+#include "platform/win32/ToolkitWindow.h"
+
+namespace platform {
+
+MenuEntry* trackMenu(Form& form, const std::vector<MenuEntry*>& entries, const MenuEntry* defaultEntry) {
+    const auto shown = win32::windowOfForm(form);
+    if (!shown) return nullptr;
+    const HMENU menu = CreatePopupMenu();
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const MenuEntry& entry = *entries[i];
+        const UINT id = static_cast<UINT>(i) + 1; // 0 is the answer for none
+        if (!entry.Visible) continue;
+        if (entry.Caption == L"-")
+            AppendMenuW(menu, MF_SEPARATOR, id, nullptr);
+        else
+            AppendMenuW(menu, MF_STRING | (entry.Enabled ? MF_ENABLED : MF_GRAYED), id, entry.Caption.c_str());
+        if (&entry == defaultEntry) SetMenuDefaultItem(menu, id, FALSE);
+    }
+    POINT at;
+    GetCursorPos(&at);
+    const UINT side = GetSystemMetrics(SM_MENUDROPALIGNMENT) ? TPM_RIGHTALIGN : TPM_LEFTALIGN;
+    const HWND window = shown->window;
+    const auto chosen = static_cast<std::size_t>(
+        TrackPopupMenu(menu, TPM_RETURNCMD | TPM_RIGHTBUTTON | side, at.x, at.y, 0, window, nullptr));
+    // Without a message after it, the next menu of a window behind others closes at once (TrackPopupMenu, Remarks).
+    PostMessageW(window, WM_NULL, 0, 0);
+    DestroyMenu(menu);
+    return chosen == 0 ? nullptr : entries[chosen - 1];
+}
+
+} // namespace platform

@@ -1,0 +1,171 @@
+#include <algorithm>
+#include <cmath>
+
+#include "platform/Input.h"
+#include "platform/ToolkitPeer.h"
+#include "platform/win32/ToolkitWindow.h"
+
+namespace platform::win32 {
+
+namespace {
+
+constexpr double cornerRadius = 6;
+constexpr BYTE disabledVeil = 140; // how much of the background covers a control that is disabled
+constexpr Color white{255, 255, 255};
+
+int edgeWidth() { return std::max(1, static_cast<int>(scale())); }
+
+void fillRect(HDC dc, const RECT& rect, Color color) {
+    SetDCBrushColor(dc, colorRef(color));
+    FillRect(dc, &rect, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
+}
+
+void drawText(HDC dc, RECT rect, const std::wstring& text, const TextStyle& style) {
+    if (text.empty()) return;
+    UINT format = DT_NOPREFIX;
+    format |= style.align == Align::centre ? DT_CENTER : style.align == Align::right ? DT_RIGHT : DT_LEFT;
+    format |= style.middle ? DT_SINGLELINE | DT_VCENTER : DT_WORDBREAK;
+    SelectObject(dc, font(style.points, style.semibold, style.underline));
+    SetTextColor(dc, colorRef(style.color));
+    SetBkMode(dc, TRANSPARENT);
+    DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &rect, format);
+}
+
+void drawPicture(HDC dc, const RECT& rect, const PictureBox& box) {
+    if (const Surface* picture = pictureSurface(box.Picture)) {
+        const int width = std::min<int>(picture->width(), rect.right - rect.left);
+        const int height = std::min<int>(picture->height(), rect.bottom - rect.top);
+        const BLENDFUNCTION blend{AC_SRC_OVER, 0, 255, AC_SRC_ALPHA};
+        if (width > 0 && height > 0)
+            AlphaBlend(dc, rect.left, rect.top, width, height, picture->dc(), 0, 0, width, height, blend);
+    }
+    RECT captioned = rect;
+    captioned.left += toPixels(box.captionInset);
+    drawText(dc, captioned, box.Caption, box.style);
+}
+
+void drawFocus(Surface& onto, RECT rect, Color color, const RECT& clip) {
+    // Two lines, so that it is seen on dark and on light.
+    const double width = std::max(1.0, std::round(scale() * 2));
+    draw(onto, {rect, toPixels(4) + 0.0, width, color, false, {}}, clip);
+    InflateRect(&rect, -static_cast<int>(width), -static_cast<int>(width));
+    draw(onto, {rect, toPixels(2) + 0.0, std::max(1.0, std::round(scale())), white, false, {}}, clip);
+}
+
+} // namespace
+
+RECT FormWindow::pixelsOf(const Control& control) const {
+    const Place place = placeOnForm(control);
+    return {toPixels(place.x), toPixels(place.y), toPixels(place.x + place.width), toPixels(place.y + place.height)};
+}
+
+void FormWindow::invalidate(const Control& control) {
+    if (const auto before = drawnAt.find(&control); before != drawnAt.end())
+        InvalidateRect(window, &before->second, FALSE);
+    if (!control.isShown()) return;
+    const RECT now = pixelsOf(control);
+    InvalidateRect(window, &now, FALSE);
+}
+
+void FormWindow::resized(SIZE from, SIZE to) {
+    // The edge at the right and below is elsewhere now.
+    const int edge = edgeWidth();
+    for (const auto [right, bottom] : {from, to})
+        for (const RECT& side : {RECT{right - edge, 0, right, bottom}, RECT{0, bottom - edge, right, bottom}})
+            InvalidateRect(window, &side, FALSE);
+}
+
+void FormWindow::showCues() {
+    if (cues) return;
+    cues = true;
+    SendMessageW(window, WM_CHANGEUISTATE, MAKEWPARAM(UIS_CLEAR, UISF_HIDEFOCUS | UISF_HIDEACCEL), 0);
+    moveRing();
+}
+
+void FormWindow::moveRing() {
+    const Control* const active = cues ? form.activeControl() : nullptr;
+    if (ringed == active) return;
+    if (ringed) invalidate(*ringed);
+    ringed = active;
+    if (ringed) invalidate(*ringed);
+}
+
+void FormWindow::paint() {
+    PAINTSTRUCT job;
+    const HDC screen = BeginPaint(window, &job);
+    redraw(job.rcPaint);
+    const RECT& dirty = job.rcPaint;
+    BitBlt(screen, dirty.left, dirty.top, dirty.right - dirty.left, dirty.bottom - dirty.top, buffer.dc(), dirty.left,
+           dirty.top, SRCCOPY);
+    EndPaint(window, &job);
+}
+
+void FormWindow::print(HDC onto) {
+    RECT all;
+    GetClientRect(window, &all);
+    redraw(all);
+    BitBlt(onto, 0, 0, all.right, all.bottom, buffer.dc(), 0, 0, SRCCOPY);
+}
+
+void FormWindow::redraw(const RECT& dirty) {
+    RECT all;
+    GetClientRect(window, &all);
+    // Grows only: a window that is cut off for a while keeps its buffer.
+    if (buffer.width() < all.right || buffer.height() < all.bottom)
+        buffer = Surface(std::max<int>(buffer.width(), all.right), std::max<int>(buffer.height(), all.bottom));
+    if (!buffer) return;
+
+    const HDC dc = buffer.dc();
+    const int saved = SaveDC(dc);
+    IntersectClipRect(dc, dirty.left, dirty.top, dirty.right, dirty.bottom);
+    fillRect(dc, dirty, form.design.background);
+    for (const Control* control : form.controls()) {
+        if (!control->isShown() || nativeOf(control)) continue;
+        const RECT rect = pixelsOf(*control);
+        drawnAt[control] = rect;
+        RECT seen;
+        if (!IntersectRect(&seen, &rect, &dirty)) continue;
+
+        Surface below;
+        const int width = seen.right - seen.left;
+        const int height = seen.bottom - seen.top;
+        if (!control->Enabled) {
+            below = Surface(width, height);
+            BitBlt(below.dc(), 0, 0, width, height, dc, seen.left, seen.top, SRCCOPY);
+        }
+        const int unclipped = SaveDC(dc);
+        IntersectClipRect(dc, rect.left, rect.top, rect.right, rect.bottom);
+        if (const auto* frame = dynamic_cast<const Frame*>(control))
+            draw(buffer, {rect, toPixels(cornerRadius) + 0.0, edgeWidth() + 0.0, frame->edge, true, frame->fill},
+                 dirty);
+        else if (const auto* label = dynamic_cast<const Label*>(control))
+            drawText(dc, rect, label->Caption, label->style);
+        else if (const auto* box = dynamic_cast<const PictureBox*>(control))
+            drawPicture(dc, rect, *box);
+        RestoreDC(dc, unclipped);
+        if (below)
+            AlphaBlend(dc, seen.left, seen.top, width, height, below.dc(), 0, 0, width, height,
+                       {AC_SRC_OVER, 0, disabledVeil, 0});
+        if (control == ringed) drawFocus(buffer, rect, form.design.edge, dirty);
+    }
+    const int edge = edgeWidth();
+    for (const RECT& side : {RECT{0, 0, all.right, edge}, RECT{0, all.bottom - edge, all.right, all.bottom},
+                             RECT{0, 0, edge, all.bottom}, RECT{all.right - edge, 0, all.right, all.bottom}})
+        fillRect(dc, side, form.design.edge);
+    RestoreDC(dc, saved);
+}
+
+HBRUSH FormWindow::backgroundOf(Native& native) {
+    const RECT rect = pixelsOf(native.control);
+    const int width = rect.right - rect.left;
+    const int height = rect.bottom - rect.top;
+    redraw(rect);
+    Surface below(width, height);
+    if (!below) return GetSysColorBrush(COLOR_WINDOW);
+    BitBlt(below.dc(), 0, 0, width, height, buffer.dc(), rect.left, rect.top, SRCCOPY);
+    if (native.background) DeleteObject(native.background);
+    native.background = CreatePatternBrush(static_cast<HBITMAP>(GetCurrentObject(below.dc(), OBJ_BITMAP)));
+    return native.background;
+}
+
+} // namespace platform::win32

@@ -1,0 +1,145 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "platform/Toolkit.h"
+#include "platform/win32/ToolkitArt.h"
+
+/// The peer's own parts. A form is one window; what has no window of its own is drawn by the form into one back buffer
+/// and hit-tested by it; the rest are the system's native controls, children of that window.
+namespace platform::win32 {
+
+class FormWindow;
+
+using MouseEvent = std::function<void(std::int16_t Button, std::int16_t Shift, double X, double Y)>;
+
+/// Messages to itself, for what must wait until a procedure of the system has returned.
+enum : UINT { placeWaits = WM_APP, focusMoved, choiceMade };
+
+/// A native control.
+struct Native {
+    FormWindow& on;
+    Control& control;
+    HWND window = nullptr;
+    HWND edit = nullptr;   // where its text is edited: a combo's inner window, a text box itself
+    bool clicked = false;  // by the person, and not yet told
+    bool picked = false;   // the person moved in the list since it opened
+    bool dismissed = false; // the list closed without a choice
+    std::vector<std::wstring> listed;
+    HBRUSH background = nullptr;
+
+    ~Native() {
+        if (background) DeleteObject(background);
+    }
+};
+
+/// A combo's list is open.
+inline bool isDropped(const Native& native) {
+    return native.edit && native.edit != native.window && SendMessageW(native.window, CB_GETDROPPEDSTATE, 0, 0) != 0;
+}
+
+class FormWindow : public std::enable_shared_from_this<FormWindow> {
+public:
+    explicit FormWindow(Form& shown) : form(shown) {}
+
+    Form& form;
+    HWND window = nullptr;
+    bool closed = false; // the form is unloaded: nothing is raised from the window any more
+    bool cues = false;   // the keyboard has been used, so the focus is shown
+    bool assigning = false; // the program changes a native control, which therefore has nothing to tell
+
+    void create();
+    void destroy();
+    void show();
+    void hide();
+    void activate();
+    void applyInput();
+    void applyWindowState();
+    void applyPointer();
+
+    /// Brings the window to the form's place soon: what a handler assigns one by one moves the window once.
+    void placeSoon();
+    void placeNow();
+
+    LRESULT handle(UINT message, WPARAM wParam, LPARAM lParam);
+
+    // Drawing (ToolkitPaint.cpp)
+    RECT pixelsOf(const Control& control) const;
+    void invalidate(const Control& control); // where it stood and where it stands
+    void paint();
+    void print(HDC onto);
+    HBRUSH backgroundOf(Native& native); // what lies below a native control, as the brush of its own background
+    void showCues();
+
+    // Native controls (ToolkitControls.cpp)
+    void createNatives();
+    Native* nativeOf(const Control* control) const;
+    Native* nativeOf(HWND window) const; // also by its inner window
+    void apply(Native& native, Aspect aspect);
+    void applyShownNatives();
+    void applyFocus();    // gives the system's focus to the form's active control
+    void followFocus();   // the person moved the system's focus
+    void notified(HWND child, UINT code);
+    LRESULT handleNative(Native& native, HWND at, UINT message, WPARAM wParam, LPARAM lParam);
+
+private:
+    LRESULT windowMoved(const WINDOWPOS& moved);
+    void mouseDown(std::int16_t button, LPARAM where);
+    void mouseUp(std::int16_t button, LPARAM where);
+    void mouseMoved(WPARAM buttons, LPARAM where);
+    Control* hit(LPARAM where) const;
+    void moveRing();
+    HCURSOR cursorAt(POINT client) const;
+    bool isOver(const Control& control, LPARAM where) const;
+
+    void redraw(const RECT& dirty);
+    void resized(SIZE from, SIZE to);
+
+    void placeNative(Native& native);
+    void showText(Native& native);
+    void showList(Native& native);
+    void adoptText(Native& native);
+    void adoptSelection(Native& native);
+    void settleChoice(Native& native);
+
+    Surface buffer;
+    SIZE size{}; // of the window, as last drawn
+    std::map<const Control*, RECT> drawnAt;
+    std::map<const Control*, std::unique_ptr<Native>> natives;
+    const Control* ringed = nullptr; // shows the focus
+    Control* pressed = nullptr; // has the mouse until all buttons are up
+    std::int16_t buttonsDown = 0;
+    bool placePending = false;
+    bool placing = false;
+};
+
+/// The procedure of an edit field, which puts its line in the middle of its height; the system leaves it at the top
+/// (ToolkitField.cpp).
+LRESULT fieldProcedure(HWND field, UINT message, WPARAM wParam, LPARAM lParam);
+
+/// Null if the form or window is not, or no longer, of this program's forms.
+std::shared_ptr<FormWindow> windowOfForm(const Form& form);
+std::shared_ptr<FormWindow> formWindowAt(HWND window);
+std::vector<std::shared_ptr<FormWindow>> allFormWindows();
+
+/// Keyboard navigation, before a message is dispatched.
+bool filterKeys(void* message);
+
+/// The buttons in a mouse message's wParam: 1 left, 2 right, 4 middle.
+std::int16_t buttonMask(WPARAM keys);
+
+/// Raises a mouse event of a control (null: of a form), unless it is disabled. `where` is a mouse message's lParam.
+void raiseMouse(const MouseEvent& event, std::int16_t button, const Control* control, LPARAM where);
+
+/// The button that a message is about: 1 left, 2 right, 4 middle; 0 for any other message.
+std::int16_t buttonPressedBy(UINT message);
+std::int16_t buttonReleasedBy(UINT message);
+
+} // namespace platform::win32

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "platform/Toolkit.h"
+
+/// The look of the windows: a harbour at dusk above, warm paper below, one lamp.
+namespace look {
+
+inline constexpr Color night{0x14, 0x21, 0x3D};
+inline constexpr Color water{0x1F, 0x5A, 0x6E};
+inline constexpr Color paper{0xF7, 0xF3, 0xEA};
+inline constexpr Color sheet{0xFF, 0xFF, 0xFF};
+inline constexpr Color sheetEdge{0xD9, 0xD2, 0xC3};
+inline constexpr Color ink{0x22, 0x30, 0x3C};
+inline constexpr Color quietInk{0x5F, 0x6B, 0x76};
+
+inline constexpr TextStyle body{.color = ink};
+inline constexpr TextStyle quiet{.color = quietInk};
+inline constexpr TextStyle centred{.color = ink, .align = Align::centre};
+inline constexpr TextStyle heading{.color = ink, .points = 10.5, .semibold = true};
+inline constexpr TextStyle title{.color = paper, .points = 10.5, .semibold = true, .middle = true};
+inline constexpr TextStyle link{.color = water, .underline = true};
+inline constexpr TextStyle linkRight{.color = water, .underline = true, .align = Align::right};
+inline constexpr TextStyle lampButton{.color = night, .semibold = true, .align = Align::centre, .middle = true};
+inline constexpr TextStyle quietButton{.color = ink, .align = Align::centre, .middle = true};
+inline constexpr TextStyle tab{.color = ink, .points = 10.5, .semibold = true, .middle = true};
+
+} // namespace look
+
+/// A white panel with rounded corners, and the tip box on it.
+struct Sheet : Frame {
+    Sheet(Parent parent, Place place, std::wstring caption = {})
+        : Frame(parent, place, std::move(caption), look::sheet, look::sheetEdge) {}
+};
+struct TipBox : Frame {
+    TipBox(Parent parent, Place place) : Frame(parent, place, {}, look::paper, look::sheetEdge) {}
+};

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/Toolkit.h"
+#include "ui/Chrome.h"
+#include "ui/Look.h"
+
+/// The options window. It stays loaded for the whole run: its controls are the live copy of the user's options, and the
+/// rest of the program asks them and not the settings.
+struct FrmOptions : Form {
+    PictureBox imgOptionsBg{*this, {0, 40, 560, 520}, "options-bg"};
+    PictureBox picHeaderBg{*this, {0, 0, 560, 40}, "header-560"};
+    PictureBox imgMark{*this, {10, 8, 24, 24}, "mark"};
+    Label lblHeaderTitle{*this, {42, 8, 470, 24}, L"Quillory Options", look::title};
+
+    Sheet rotation{*this, {20, 56, 520, 172}};
+    Label lblRotationText{rotation, {16, 14, 488, 18}, L"How often should Quillory rotate your wallpaper image?", look::body};
+    TextBox txtFrequency{rotation, {16, 38, 60, 24}, L"3"};
+    ComboBox cboFrequencyType{rotation, {84, 38, 120, 24}, {L"Minutes", L"Hours", L"Days"}, L"Hours"};
+    CheckBox chkFreeze{rotation, {16, 74, 488, 20}, L"Freeze Current Wallpaper (Pause Rotation)"};
+    Label lblNextRotationIn{rotation, {16, 104, 130, 18}, L"Next Rotation In:", look::body};
+    Label lblNextRotation{rotation, {150, 104, 354, 18}, L"Not Running", look::body};
+    Label lblMethodTitle{rotation, {16, 136, 130, 18}, L"Rotation Method:", look::body};
+    OptionButton optRandomize{rotation, {150, 135, 120, 20}, L"Randomize", true};
+    OptionButton optSequential{rotation, {280, 135, 120, 20}, L"Sequential"};
+
+    Sheet quality{*this, {20, 240, 520, 88}};
+    Label lblQualityText{quality, {16, 15, 412, 18},
+        L"Minimum vote rating for wallpapers to be downloaded by Quillory:", look::body};
+    TextBox txtRating{quality, {440, 12, 64, 24}, L"0"};
+    Label lblQualityExample{quality, {16, 44, 488, 34},
+        L"(Default is 0.  The greater this number, the fewer wallpapers in rotation, but the higher the quality.)",
+        look::quiet};
+
+    Sheet updates{*this, {20, 340, 520, 96}};
+    CheckBox chkAutoUpdate{updates, {16, 12, 488, 20}, L"Automatically download and install Quillory updates"};
+    Label lblUpdatesText{updates, {16, 40, 488, 50},
+        L"Quillory periodically releases software updates which add functionality and fix bugs.  We strongly encourage "
+        L"users to keep updates enabled.",
+        look::quiet};
+
+    Label lblLoggedInAs{*this, {36, 452, 90, 18}, L"Logged in as:", look::body};
+    Label lblLoggedIn{*this, {130, 452, 300, 18}, L"[Not Logged In]", look::body};
+    Label lblLogout{*this, {444, 452, 80, 18}, L"Logout", look::linkRight};
+
+    PictureBox picSave{*this, {282, 504, 150, 36}, "button-lamp", L"Save", look::lampButton};
+    PictureBox picCancel{*this, {440, 504, 100, 36}, "button-quiet", L"Cancel", look::quietButton};
+    PictureBox picCloseX{*this, {530, 10, 20, 20}, "close"};
+
+    FrmOptions();
+    void Form_Unload(std::int16_t& Cancel);
+    void loadOptions();
+    void UpdateChangeOnTrigger();
+
+    void picSave_Click();
+    void picCancel_Click();
+    void lblLogout_Click();
+    void chkFreeze_MouseUp();
+
+private:
+    bool optionsAreValid();
+    void applyFreeze();
+    void leave();
+
+    HeaderDrag drag{*this, picHeaderBg, lblHeaderTitle};
+};
+extern AutoForm<FrmOptions> frmOptions;

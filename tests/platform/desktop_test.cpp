@@ -1,0 +1,44 @@
+#include <gtest/gtest.h>
+
+#include "platform/Desktop.h"
+#include "platform/Files.h"
+#include "platform/Pictures.h"
+#include "platform/Process.h"
+#include "platform/Shell.h"
+#include "support/TestDesktop.h"
+
+using namespace platform;
+
+namespace {
+
+TEST(Desktop, ScreenWorkAreaAndCursorAgree) {
+    const Size screen = screenSize();
+    const Rect area = workArea();
+    const Point cursor = cursorPosition();
+    EXPECT_GT(screen.width, 0);
+    EXPECT_GT(screen.height, 0);
+    EXPECT_GE(screenDpi(), 96);
+    EXPECT_GE(area.left, 0);
+    EXPECT_GE(area.top, 0);
+    EXPECT_GT(area.right - area.left, screen.width / 2);
+    EXPECT_GT(area.bottom - area.top, screen.height / 2);
+    EXPECT_LE(area.right, screen.width);
+    EXPECT_LE(area.bottom, screen.height);
+    EXPECT_TRUE(cursor == cursorPosition());
+}
+
+TEST(Desktop, AWallpaperIsSet) {
+    const std::wstring path = testDesktop::scratchFolder() + L"\\Quillory.bmp";
+    savePicture(Picture(std::make_shared<Pixels>(Pixels{1, 1, {10, 20, 30}})), path);
+    EXPECT_TRUE(setWallpaper(path, 3));
+    EXPECT_EQ(testDesktop::wallpaper(), path);
+}
+
+TEST(Shell, TheDataFolderAndTheProgramFolderAreThere) {
+    for (const std::wstring& folder : {applicationDataFolder(0), programFolder()}) {
+        EXPECT_FALSE(folder.ends_with(L'\\'));
+        EXPECT_EQ(fileAttributes(folder).value_or(0) & attributes::directory, attributes::directory);
+    }
+}
+
+} // namespace

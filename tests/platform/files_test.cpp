@@ -1,0 +1,135 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "platform/Files.h"
+#include "platform/RunTimeError.h"
+#include "support/TestDesktop.h"
+
+using namespace platform;
+
+namespace {
+
+std::int32_t numberRaisedBy(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const RunTimeError& error) {
+        return error.Number;
+    }
+    return 0;
+}
+
+class FilesTest : public testing::Test {
+protected:
+    const std::wstring folder = testDesktop::scratchFolder();
+    const std::wstring file = folder + L"\\File.Bin";
+};
+
+TEST_F(FilesTest, AFileGrowsWhereItIsWrittenAndKeepsItsContentWhenOpenedAgain) {
+    const std::string zeros("\0\xff\r\n\x1a", 5); // no byte has a meaning
+    const std::int16_t first = openBinary(file);
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(fileLength(first), 0);
+    writeFile(first, 1, "hello ");
+    writeFile(first, fileLength(first) + 1, zeros);
+    EXPECT_EQ(fileLength(first), 11);
+    EXPECT_EQ(readWholeFile(file), "hello " + zeros) << "others may read an open file";
+    closeFile(first);
+
+    const std::int16_t again = openBinary(file);
+    writeFile(again, 1, "J");
+    EXPECT_EQ(fileLength(again), 11);
+    closeFile(again);
+    EXPECT_EQ(readWholeFile(file), "Jello " + zeros);
+}
+
+TEST_F(FilesTest, AGapBeforeTheWrittenBytesIsFilledWithZeros) {
+    const std::int16_t number = openBinary(file);
+    writeFile(number, 4, "x");
+    closeFile(number);
+    EXPECT_EQ(readWholeFile(file), std::string("\0\0\0x", 4));
+}
+
+TEST_F(FilesTest, FileNumbersAreTheLowestFreeOnesAndComeToAnEnd) {
+    for (std::int16_t number = 1; number <= 511; ++number)
+        ASSERT_EQ(openBinary(folder + L"\\f" + std::to_wstring(number)), number);
+    EXPECT_EQ(numberRaisedBy([&] { openBinary(file); }), errors::tooManyFiles);
+    EXPECT_FALSE(fileAttributes(file)) << "a file without a number is not made";
+    closeFile(200);
+    EXPECT_EQ(openBinary(file), 200);
+    for (std::int16_t number = 1; number <= 511; ++number) closeFile(number);
+}
+
+TEST_F(FilesTest, OperationsOnANumberThatIsNotOpenAreRefused) {
+    const std::int16_t number = openBinary(file);
+    closeFile(number);
+    closeFile(number);
+    EXPECT_EQ(numberRaisedBy([&] { fileLength(number); }), errors::badFileNumber);
+    EXPECT_EQ(numberRaisedBy([&] { writeFile(number, 1, "x"); }), errors::badFileNumber);
+    EXPECT_EQ(numberRaisedBy([&] { fileLength(-1); }), errors::badFileNumber);
+}
+
+TEST_F(FilesTest, AFileInUseCanBeNeitherDeletedNorOpenedForWriting) {
+    const std::int16_t number = openBinary(file);
+    EXPECT_EQ(numberRaisedBy([&] { deleteFile(file); }), errors::permissionDenied);
+    EXPECT_EQ(numberRaisedBy([&] { openBinary(file); }), errors::permissionDenied);
+    closeFile(number);
+    deleteFile(file);
+    EXPECT_FALSE(fileAttributes(file));
+}
+
+TEST_F(FilesTest, EveryFailureHasItsNumber) {
+    const std::wstring missing = folder + L"\\missing";
+    const std::wstring nowhere = missing + L"\\file";
+    const struct {
+        const char* call;
+        std::function<void()> action;
+        std::int32_t number;
+    } cases[] = {
+        {"delete a missing file", [&] { deleteFile(missing); }, errors::fileNotFound},
+        {"delete in a missing folder", [&] { deleteFile(nowhere); }, errors::pathNotFound},
+        {"delete a folder as a file", [&] { deleteFile(folder); }, errors::pathFileAccess},
+        {"read a missing file", [&] { readWholeFile(missing); }, errors::fileNotFound},
+        {"read in a missing folder", [&] { readWholeFile(nowhere); }, errors::pathNotFound},
+        {"read a folder", [&] { readWholeFile(folder); }, errors::pathFileAccess},
+        {"open in a missing folder", [&] { openBinary(nowhere); }, errors::pathNotFound},
+        {"open a folder", [&] { openBinary(folder); }, errors::pathFileAccess},
+        {"open a name that none can have", [&] { openBinary(folder + L"\\a*b"); }, errors::pathFileAccess},
+        {"make a folder that is there", [&] { makeDirectory(folder); }, errors::pathFileAccess},
+        {"make two levels at once", [&] { makeDirectory(nowhere); }, errors::pathNotFound},
+        {"attributes of a missing file", [&] { setFileAttributes(missing, 0); }, errors::fileNotFound},
+    };
+    for (const auto& each : cases) EXPECT_EQ(numberRaisedBy(each.action), each.number) << each.call;
+}
+
+TEST_F(FilesTest, AttributesOfFilesAndFolders) {
+    EXPECT_EQ(fileAttributes(folder), attributes::directory);
+    EXPECT_EQ(fileAttributes(file), std::nullopt);
+    EXPECT_EQ(fileAttributes(file + L"\\below"), std::nullopt);
+    EXPECT_EQ(fileAttributes(L""), std::nullopt);
+
+    testDesktop::putFile(file, "x");
+    setFileAttributes(file, attributes::readOnly | attributes::archive);
+    EXPECT_EQ(fileAttributes(file), attributes::readOnly | attributes::archive);
+    EXPECT_EQ(numberRaisedBy([&] { deleteFile(file); }), errors::permissionDenied);
+    EXPECT_EQ(readWholeFile(file), "x");
+
+    setFileAttributes(file, 0);
+    EXPECT_EQ(fileAttributes(file).value() & attributes::readOnly, 0u);
+    deleteFile(file);
+}
+
+TEST_F(FilesTest, FindTellsTheNameAsItIsStored) {
+    testDesktop::putFile(file, "");
+    makeDirectory(folder + L"\\Sub");
+    EXPECT_EQ(findFile(folder + L"\\fILE.bIN", 0), L"File.Bin");
+    EXPECT_EQ(findFile(folder + L"\\file", 0), L"");
+    EXPECT_EQ(findFile(folder + L"\\sub", 0), L"") << "a folder is no plain file";
+    EXPECT_EQ(findFile(folder + L"\\sub", attributes::directory), L"Sub");
+    EXPECT_EQ(findFile(folder + L"\\*", attributes::directory), L"") << "a pattern names nothing";
+    EXPECT_EQ(findFile(folder + L"\\none\\file.bin", 0), L"");
+    EXPECT_EQ(findFile(L"", 0), L"");
+}
+
+} // namespace

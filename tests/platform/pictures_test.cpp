@@ -1,0 +1,173 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdlib>
+#include <functional>
+
+#include "platform/Files.h"
+#include "platform/Pictures.h"
+#include "platform/RunTimeError.h"
+#include "support/TestDesktop.h"
+
+using namespace platform;
+
+namespace {
+
+std::string bytesOf(const std::string& hex) {
+    std::string bytes;
+    for (std::size_t i = 0; i < hex.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+// The left half red, the right half blue, 16 by 8.
+const std::string jpeg = bytesOf(
+    "ffd8ffe000104a46494600010100000100010000ffdb004300140e0f120f0d14121012171514181e32211e1c1c1e3d2c2e243249404c4b47"
+    "404645505a736250556d5645466488656d777b8182814e608d978c7d96737e817cffdb0043011517171e1a1e3b21213b7c5346537c7c7c7c"
+    "7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7cffc0001108000800100301"
+    "1100021101031101ffc40014000100000000000000000000000000000005ffc40014100100000000000000000000000000000000ffc40016"
+    "0101010100000000000000000000000000060507ffc40014110100000000000000000000000000000000ffda000c03010002110311003f00"
+    "293cc06340077fffd9");
+// The same, in progressive scans.
+const std::string progressiveJpeg = bytesOf(
+    "ffd8ffe000104a46494600010100000100010000ffdb004300140e0f120f0d14121012171514181e32211e1c1c1e3d2c2e243249404c4b47"
+    "404645505a736250556d5645466488656d777b8182814e608d978c7d96737e817cffdb0043011517171e1a1e3b21213b7c5346537c7c7c7c"
+    "7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7c7cffc2001108000800100301"
+    "1100021101031101ffc40014000100000000000000000000000000000004ffc40016010101010000000000000000000000000005"
+    "0406ffda000c0301000210031000000124ec1b401fffc40014100100000000000000000000000000000010ffda00080101000105"
+    "023fffc40014110100000000000000000000000000000010ffda0008010301013f013fffc4001411010000000000000000000000"
+    "0000000010ffda0008010201013f013fffc40014100100000000000000000000000000000010ffda0008010100063f023fffc400"
+    "14100100000000000000000000000000000010ffda0008010100013f213fffda000c0301000200030000001083ffc40014110100"
+    "000000000000000000000000000010ffda0008010301013f103fffc40014110100000000000000000000000000000010ffda0008"
+    "010201013f103fffc40014100100000000000000000000000000000010ffda0008010100013f103fffd9");
+// Red, half-transparent green; blue, fully transparent white.
+const std::string png =
+    bytesOf("89504e470d0a1a0a0000000d494844520000000200000002080600000072b60d240000001749444154789c05c1010100000082"
+            "20a6f7dc402443550e43d308792e42a5360000000049454e44ae426082");
+// Red, green; blue, transparent.
+const std::string gif =
+    bytesOf("47494638396102000200810000ff000000ff000000ffffffff21f90401000003002c00000000020002000008"
+            "0700010410302020003b");
+// Red, green; blue, white; bottom-up, rows padded to 8 bytes.
+const std::string bmp =
+    bytesOf("424d460000000000000036000000280000000200000002000000010018000000000010000000000000000000"
+            "00000000000000000000"
+            "ff0000ffffff0000"
+            "0000ff00ff000000");
+
+using Bgr = std::array<int, 3>;
+
+Bgr at(const Picture& picture, std::int32_t x, std::int32_t y) {
+    const auto start = static_cast<std::size_t>((y * picture.pixels->width + x) * 3);
+    const auto& bgr = picture.pixels->bgr;
+    return {bgr.at(start), bgr.at(start + 1), bgr.at(start + 2)};
+}
+
+std::int32_t numberRaisedBy(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const RunTimeError& error) {
+        return error.Number;
+    }
+    return 0;
+}
+
+class PicturesTest : public testing::Test {
+protected:
+    const std::wstring source = testDesktop::scratchFolder() + L"\\vh_wall_active"; // no extension tells the format
+    const std::wstring target = testDesktop::scratchFolder() + L"\\Quillory.bmp";
+
+    Picture load(const std::string& bytes) const {
+        testDesktop::putFile(source, bytes);
+        return loadPicture(source);
+    }
+};
+
+TEST_F(PicturesTest, LosslessFormatsGiveTheirPixelsWithTransparencyOnBlack) {
+    constexpr Bgr red{0, 0, 255}, green{0, 255, 0}, blue{255, 0, 0}, white{255, 255, 255}, black{0, 0, 0};
+    const struct {
+        const char* format;
+        const std::string& bytes;
+        Bgr topRight, bottomRight;
+    } cases[] = {{"PNG", png, {0, 128, 0}, black}, {"GIF", gif, green, black}, {"BMP", bmp, green, white}};
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.format);
+        const Picture picture = load(each.bytes);
+        ASSERT_TRUE(picture.pixels);
+        EXPECT_EQ(picture.pixels->width, 2);
+        EXPECT_EQ(picture.pixels->height, 2);
+        EXPECT_EQ(picture.pixels->bgr.size(), 12u);
+        EXPECT_EQ(at(picture, 0, 0), red);
+        EXPECT_EQ(at(picture, 1, 0), each.topRight);
+        EXPECT_EQ(at(picture, 0, 1), blue);
+        EXPECT_EQ(at(picture, 1, 1), each.bottomRight);
+    }
+}
+
+TEST_F(PicturesTest, JpegGivesItsPixels) {
+    for (const std::string& bytes : {jpeg, progressiveJpeg}) {
+        const Picture picture = load(bytes);
+        ASSERT_TRUE(picture.pixels);
+        ASSERT_EQ(picture.pixels->width, 16);
+        ASSERT_EQ(picture.pixels->height, 8);
+        const Bgr left = at(picture, 0, 0);
+        const Bgr right = at(picture, 15, 7);
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+            EXPECT_NEAR(left[channel], channel == 2 ? 255 : 0, 30);
+            EXPECT_NEAR(right[channel], channel == 0 ? 255 : 0, 30);
+        }
+    }
+}
+
+TEST_F(PicturesTest, WhatDoesNotDecodeWholeIsNoPicture) {
+    const std::string page = "<html><body>404 Not Found</body></html>";
+    const std::string tiff = bytesOf("49492a000800000000000000");
+    for (const std::string& bytes : {std::string(), page, tiff, std::string(5000, '\0'), jpeg.substr(0, 2) + page})
+        EXPECT_EQ(numberRaisedBy([&] { load(bytes); }), errors::invalidPicture) << bytes.substr(0, 20);
+    for (const std::string& bytes : {jpeg, progressiveJpeg, png, gif, bmp}) {
+        for (const std::size_t percent : {3u, 25u, 50u, 75u}) {
+            const std::size_t size = bytes.size() * percent / 100;
+            EXPECT_EQ(numberRaisedBy([&] { load(bytes.substr(0, size)); }), errors::invalidPicture)
+                << percent << " % of a file of " << bytes.size() << " bytes";
+        }
+    }
+    EXPECT_EQ(numberRaisedBy([&] { load(jpeg.substr(0, jpeg.size() - 2)); }), errors::invalidPicture)
+        << "the end marker is missing";
+
+    std::string tooManyCodes = jpeg;
+    const std::size_t table = tooManyCodes.find("\xFF\xC4");
+    tooManyCodes.replace(table + 10, 2, "\xFF\xFF");
+    EXPECT_EQ(numberRaisedBy([&] { load(tooManyCodes); }), errors::invalidPicture);
+    EXPECT_TRUE(load(jpeg + "trailing").pixels) << "what follows the end is nobody's business";
+}
+
+TEST_F(PicturesTest, AMissingFileIsToldApart) {
+    EXPECT_EQ(numberRaisedBy([&] { loadPicture(source); }), errors::fileNotFound);
+    EXPECT_EQ(numberRaisedBy([&] { loadPicture(source + L"\\below"); }), errors::fileNotFound);
+    EXPECT_EQ(numberRaisedBy([&] { loadPicture(testDesktop::scratchFolder()); }), errors::invalidPicture);
+}
+
+TEST_F(PicturesTest, TheBitmapIsWrittenByteForByte) {
+    testDesktop::putFile(target, std::string(5000, 'x')); // longer than what replaces it
+    savePicture(load(bmp), target);
+    EXPECT_EQ(readWholeFile(target), bmp);
+
+    // Three pixels a row leave nine bytes, which are padded to twelve.
+    auto pixels = std::make_shared<Pixels>(Pixels{3, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9}});
+    savePicture(Picture(pixels), target);
+    EXPECT_EQ(readWholeFile(target), bytesOf("424d420000000000000036000000280000000300000001000000010018000000000"
+                                             "00c00000000000000000000000000000000000000010203040506070809000000"));
+}
+
+TEST_F(PicturesTest, WhatCannotBeSavedIsAnError) {
+    EXPECT_EQ(numberRaisedBy([&] { savePicture(Picture(), target); }), errors::invalidPicture);
+    EXPECT_EQ(numberRaisedBy([&] { savePicture("logo", target); }), errors::invalidPicture);
+    EXPECT_EQ(fileAttributes(target), std::nullopt);
+    const Picture picture = load(bmp);
+    EXPECT_EQ(numberRaisedBy([&] { savePicture(picture, source + L"\\below\\x"); }), errors::pathNotFound);
+    setFileAttributes(source, attributes::readOnly);
+    EXPECT_EQ(numberRaisedBy([&] { savePicture(picture, source); }), errors::permissionDenied);
+    setFileAttributes(source, 0);
+}
+
+} // namespace

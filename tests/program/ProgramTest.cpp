@@ -1,0 +1,61 @@
+#include "program/ProgramTest.h"
+
+#include "ui/modSysTray.h"
+
+namespace {
+
+void forgetEverything() {
+    person::forgetWhatIsDue();
+    frmSlideMessage.discard();
+    frmDownloading.discard();
+    frmQuickStart.discard();
+    frmPopupMenu.discard();
+    frmOptions.discard();
+    frmLogin.discard();
+    frmMain.discard();
+    gTimers.reset();
+    gAPI.reset();
+    tempFolder.clear();
+    screenAspectRatio.clear();
+    idleHold = noWallpapersExist = false;
+    secondsSinceChange = changeInterval = activeTab = wallpaperId = timerTick = 0;
+    selectedGallery.clear();
+    selectedCategory.clear();
+    galleries.clear();
+    wallpaperLink.clear();
+    gTrayIcon = {};
+}
+
+} // namespace
+
+void ProgramTest::SetUp() {
+    forgetEverything();
+    person::later([] { frmLogin->Hide(); });
+    frmMain.Load();
+    frmMain->tmrMain.Enabled = false;
+}
+
+void ProgramTest::TearDown() {
+    service.reset();
+    forgetEverything();
+}
+
+Service& ProgramTest::site() {
+    if (!service) service = std::make_unique<Service>();
+    return *service;
+}
+
+void ProgramTest::logIn(bool silent) {
+    site();
+    gAPI->apiUsername = L"Alice";
+    saveAccountSetting(L"HideQuickStart", L"1");
+    gAPI->apiUsername = L"alice";
+    gAPI->apiPasswordHash = L"3ab8d589b5e2c77ade96614f29ef4cc6";
+    gAPI->apiSilent = silent;
+    ASSERT_TRUE(gAPI->APILogin());
+    ASSERT_TRUE(testDesktop::pumpUntil([] { return frmMain->cboGallery.Text != loadingText; }));
+}
+
+void ProgramTest::tick(int times) {
+    for (int i = 0; i < times; ++i) frmMain->tmrMain.Timer();
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "api/CVHAPI.h"
+#include "core/CTimerFunctions.h"
+#include "core/modGlobals.h"
+#include "core/modMisc.h"
+#include "core/modRegistry.h"
+#include "program/Person.h"
+#include "program/Service.h"
+#include "support/TestDesktop.h"
+#include "ui/frmDownloading.h"
+#include "ui/frmLogin.h"
+#include "ui/frmMain.h"
+#include "ui/frmOptions.h"
+#include "ui/frmPopupMenu.h"
+#include "ui/frmQuickStart.h"
+#include "ui/frmSlideMessage.h"
+
+/// The whole program on a fresh desktop, as its start leaves it when nobody has logged in yet: windows loaded, the
+/// scheduler standing, the login window put aside. The clock stands still; a test ticks the scheduler itself.
+class ProgramTest : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /// Brings the site up.
+    Service& site();
+
+    /// Logs an account in and waits until the gallery tree has arrived. The guide is turned off beforehand.
+    void logIn(bool silent = false);
+
+    void tick(int times = 1);
+
+    /// Reads a setting of the account that is logged in, "(none)" if it was never written.
+    static std::wstring setting(const std::wstring& key) { return getAccountSetting(key, L"(none)"); }
+
+private:
+    std::unique_ptr<Service> service;
+};
