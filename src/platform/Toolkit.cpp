@@ -198,8 +198,10 @@ void Form::runModal(Form* blocked) {
     };
     const auto ownerAlive = blocked ? blocked->weak_from_this().lock() : nullptr;
     const Release release{*this};
-    blocks = blocked;
-    if (blocks && ++blocks->blockedBy == 1) platform::inputChanged(*blocks);
+    if (blocked && !blocks) {
+        blocks = blocked;
+        if (++blocks->blockedBy == 1) platform::inputChanged(*blocks);
+    }
     while (loaded && Visible) platform::waitMessages();
 }
 

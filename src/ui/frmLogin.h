@@ -11,21 +11,21 @@ struct FrmLogin : Form {
     PictureBox imgMark{*this, {10, 8, 24, 24}, "mark"};
     Label lblHeaderTitle{*this, {42, 8, 350, 24}, L"Quillory Account Login", look::title};
 
-    Label lblLoginInstructions{*this, {20, 56, 222, 66},
+    Label lblLoginInstructions{*this, {20, 58, 214, 66},
         L"To begin, please login with your VelvetHarbor account.  This will allow Quillory to personalize your "
         L"experience.",
         look::body};
     std::array<Label, 2> lblLabels{{
-        {*this, {20, 130, 220, 18}, L"Username:", look::body},
-        {*this, {20, 184, 220, 18}, L"Password:", look::body},
+        {*this, {20, 130, 212, 18}, L"Username:", look::body},
+        {*this, {20, 184, 212, 18}, L"Password:", look::body},
     }};
-    TextBox txtUserName{*this, {20, 150, 220, 24}};
-    TextBox txtPassword{*this, {20, 204, 220, 24}, {}, L'*'};
+    TextBox txtUserName{*this, {20, 150, 212, 24}};
+    TextBox txtPassword{*this, {20, 204, 212, 24}, {}, L'*'};
     PictureBox picLoginSubmit{*this, {20, 250, 150, 36}, "button-lamp", L"Login", look::lampButton};
 
-    PictureBox imgVerticalLine{*this, {256, 70, 1, 200}, "vertical-line"};
-    PictureBox picNewAccount{*this, {264, 60, 170, 150}, "link-new-account"};
-    Label lblLoginInstructionsTwo{*this, {268, 222, 162, 50}, L"Register in seconds! It's quick and easy! ", look::centred};
+    PictureBox imgVerticalLine{*this, {244, 70, 1, 200}, "vertical-line"};
+    PictureBox picNewAccount{*this, {256, 62, 170, 150}, "link-new-account"};
+    Label lblLoginInstructionsTwo{*this, {256, 226, 170, 50}, L"Register in seconds! It's quick and easy! ", look::centred};
     PictureBox picCloseX{*this, {410, 10, 20, 20}, "close"};
 
     // Never seen: the button behind the Return key.

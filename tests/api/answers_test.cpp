@@ -86,7 +86,8 @@ TEST_F(Answers, WhatIsNotUnderstoodIsShown) {
     ASSERT_EQ(boxes().size(), 2u);
     EXPECT_EQ(boxes()[1].title, L"XML Error");
     EXPECT_EQ(boxes()[1].style, 16);
-    EXPECT_THAT(boxes()[1].text, testing::HasSubstr(L"\r\n"));
+    const std::wstring reason = boxes()[1].text;
+    EXPECT_THAT(reason, testing::HasSubstr(L"\r\n"));
 
     ParseXML(L"<html><body>Welcome to our cafe</body></html>");
     EXPECT_EQ(noticeTitle(), L"Quillory - API Error");

@@ -50,6 +50,10 @@ void Service::comeBack() {
 void Service::goAway() {
     listener->CloseSck();
     listener.reset();
+    hangUp();
+}
+
+void Service::hangUp() {
     for (const auto& peer : peers) peer->socket->CloseSck();
     peers.clear();
 }

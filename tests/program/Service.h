@@ -37,8 +37,9 @@ public:
     void onFile(const std::string& pathPart, const std::string& content);
     void stayMute(const std::string& method) { replies.push_back({"method=" + method, {}}); }
 
-    /// Closes every connection; with `listening` false new ones are refused until comeBack().
+    /// Closes every connection and refuses new ones until comeBack().
     void goAway();
+    void hangUp(); // closes every connection, and goes on listening
     void comeBack();
 
     static std::string apiAnswer(const std::string& body);

@@ -221,7 +221,8 @@ void FormWindow::apply(Native& native, Aspect aspect) {
     }
     case Aspect::selection:
         if (const auto* box = dynamic_cast<TextBox*>(&native.control))
-            SendMessageW(native.window, EM_SETSEL, static_cast<WPARAM>(box->SelStart()), box->SelStart + box->SelLength);
+            SendMessageW(native.window, EM_SETSEL, static_cast<WPARAM>(box->SelStart()),
+                         box->SelStart + box->SelLength);
         break;
     case Aspect::place:
         placeNative(native);

@@ -162,12 +162,10 @@ LRESULT FormWindow::windowMoved(const WINDOWPOS& moved) {
     const SIZE now{client.right, client.bottom};
     if (now.cx != size.cx || now.cy != size.cy) resized(std::exchange(size, now), now);
     if (moved.flags & (SWP_SHOWWINDOW | SWP_HIDEWINDOW)) form.Visible.adopt(IsWindowVisible(window) != 0);
-    if (IsIconic(window)) {
-        if (form.Visible) form.WindowState.adopt(windowMinimized);
-        return result;
-    }
-    if (form.Visible && form.WindowState == windowMinimized) {
-        form.WindowState.adopt(windowNormal);
+    const bool wasIconic = std::exchange(iconic, IsIconic(window) != 0);
+    if (form.Visible && iconic != wasIconic) form.WindowState.adopt(iconic ? windowMinimized : windowNormal);
+    if (iconic) return result;
+    if (wasIconic) {
         placeSoon(); // to where it was assigned meanwhile
         applyFocus();
         return result;

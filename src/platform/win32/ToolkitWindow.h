@@ -118,6 +118,7 @@ private:
     std::int16_t buttonsDown = 0;
     bool placePending = false;
     bool placing = false;
+    bool iconic = false;
 };
 
 /// The procedure of an edit field, which puts its line in the middle of its height; the system leaves it at the top

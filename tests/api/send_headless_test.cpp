@@ -1,0 +1,47 @@
+#include "platform/headless/Loop.h"
+#include "platform/headless/Sockets.h"
+#include "program/ProgramTest.h"
+
+namespace {
+
+class Send : public ProgramTest {
+protected:
+    void SetUp() override {
+        ProgramTest::SetUp();
+        logIn();
+    }
+    static bool send() {
+        Strings keys, values;
+        return gAPI->APISend(L"vh.wallpapers.browse", keys, values);
+    }
+};
+
+/// The socket's own report has closed it already when the sender looks: the watchdog is left to find out.
+TEST_F(Send, ARefusedSendIsToldOnlyToWhoIsWaiting) {
+    for (const bool forced : {false, true}) {
+        gAPI->apiForced = forced;
+        gTimers->Active_SockTimeout = false;
+        headless::failNetworkCall(headless::NetworkCall::send, 1, 10055);
+        EXPECT_TRUE(send());
+        EXPECT_TRUE(gTimers->Active_SockTimeout);
+        EXPECT_EQ(frmSlideMessage.isLoaded(), forced);
+        EXPECT_FALSE(gAPI->apiNetworkOutage);
+    }
+    EXPECT_EQ(frmSlideMessage->lblStatusMsg.Caption(), L"Network Error 10055!\r\nNo buffer space available.");
+    EXPECT_TRUE(headless::boxes.empty());
+}
+
+TEST_F(Send, ASocketThatStaysInErrorIsClosedAndShownAtTheLoginWindow) {
+    for (const bool loggedIn : {true, false}) {
+        gAPI->apiLoggedIn = loggedIn;
+        headless::failNetworkCall(headless::NetworkCall::send, 1, 10055);
+        headless::failNetworkCall(headless::NetworkCall::closesocket, 1, 10038);
+        EXPECT_FALSE(send());
+        EXPECT_EQ(headless::boxes.size(), loggedIn ? 0u : 1u);
+        EXPECT_TRUE(send()) << "the next request connects anew";
+    }
+    EXPECT_EQ(headless::boxes[0].title, L"Connection Error");
+    EXPECT_EQ(headless::boxes[0].style, 16);
+}
+
+} // namespace

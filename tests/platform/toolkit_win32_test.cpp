@@ -1,0 +1,228 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "platform/Desktop.h"
+#include "platform/Toolkit.h"
+#include "platform/win32/Handles.h"
+
+using testing::ElementsAre;
+
+namespace {
+
+FormDesign designOf(const wchar_t* name) {
+    return {.name = name, .caption = name, .width = 300, .height = 200, .startUp = StartUp::manual};
+}
+
+struct Window : Form {
+    TextBox text{*this, {10, 10, 100, 24}, L"tag"};
+    ComboBox combo{*this, {10, 40, 100, 24}, {L"Hours", L"Days"}, L"Hours"};
+    CheckBox check{*this, {10, 70, 100, 20}, L"Check"};
+    PictureBox picture{*this, {10, 100, 50, 50}};
+
+    Window() : Form(designOf(L"toolkitTest")) {}
+};
+
+/// Plays the person, by the messages that the system sends for one.
+class Win32Toolkit : public testing::Test {
+protected:
+    void SetUp() override {
+        form->Show();
+        platform::pumpMessages();
+    }
+    void TearDown() override { form.discard(); }
+
+    static HWND windowOf(const Form& of) { return platform::win32::toHwnd(of.hWnd()); }
+    HWND window() { return windowOf(*form); }
+
+    /// The native control whose middle is that of the control.
+    HWND native(const Control& control) {
+        const double scale = platform::screenDpi() / 96.0;
+        const HWND child = ChildWindowFromPoint(window(), {static_cast<LONG>((control.Left + control.Width / 2) * scale),
+                                                           static_cast<LONG>((control.Top + control.Height / 2) * scale)});
+        return child == window() ? nullptr : child;
+    }
+    HWND comboEdit() {
+        COMBOBOXINFO info{};
+        info.cbSize = sizeof info;
+        GetComboBoxInfo(native(form->combo), &info);
+        return info.hwndItem;
+    }
+
+    static void type(WORD key) {
+        const LPARAM scan = static_cast<LPARAM>(MapVirtualKeyW(key, MAPVK_VK_TO_VSC)) << 16;
+        PostMessageW(GetFocus(), WM_KEYDOWN, key, scan | 1);
+        platform::pumpMessages();
+        PostMessageW(GetFocus(), WM_KEYUP, key, scan | 0xC0000001);
+        platform::pumpMessages();
+    }
+    static void click(HWND at) {
+        SendMessageW(at, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
+        platform::pumpMessages();
+        SendMessageW(at, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
+        platform::pumpMessages();
+    }
+    RECT rect() {
+        platform::pumpMessages();
+        RECT now;
+        GetWindowRect(window(), &now);
+        return now;
+    }
+
+    AutoForm<Window> form;
+    std::vector<std::string> events;
+};
+
+TEST_F(Win32Toolkit, AFieldAndItsControlTellEachOther) {
+    SendMessageW(native(form->text), EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(L"my "));
+    EXPECT_EQ(form->text.Text(), L"my tag");
+    EXPECT_EQ(form->text.SelStart, 3);
+    form->text.SelStart = 1;
+    form->text.SelLength = 4;
+    DWORD start = 0;
+    DWORD end = 0;
+    SendMessageW(native(form->text), EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
+    EXPECT_THAT((std::array{start, end}), ElementsAre(1, 5));
+    SendMessageW(native(form->text), EM_SETSEL, 2, 6);
+    EXPECT_EQ(form->text.SelStart, 2);
+    EXPECT_EQ(form->text.SelLength, 4);
+}
+
+TEST_F(Win32Toolkit, TheMouseUpOfACheckBoxComesAfterItsValueAndClick) {
+    const auto note = [this](const char* event) {
+        events.push_back(event + std::to_string(form->check.Value));
+        if (events.size() == 4) form.Unload(); // the button is still in its own procedure
+    };
+    form->check.Click = [&] { note("click "); };
+    form->check.MouseUp = [&](auto&&...) { note("up "); };
+    const HWND button = native(form->check);
+    click(button);
+    click(button);
+    EXPECT_THAT(events, ElementsAre("click 1", "up 1", "click 0", "up 0"));
+    EXPECT_FALSE(IsWindow(button));
+}
+
+TEST_F(Win32Toolkit, KeysCannotChangeALockedComboButChooseFromItsList) {
+    form->combo.KeyDown = [this] { form->combo.Locked = true; };
+    form->combo.KeyUp = [this] { form->combo.Locked = false; };
+    form->combo.Click = [this] { events.push_back(form->combo.Text == L"Days" ? "Days" : "other"); };
+    form->combo.SetFocus();
+    ASSERT_EQ(GetFocus(), comboEdit());
+    for (const WORD key : {WORD{'X'}, WORD{VK_DELETE}, WORD{VK_BACK}, WORD{VK_DOWN}}) type(key);
+    EXPECT_EQ(form->combo.Text(), L"Hours");
+
+    for (const WORD key : {WORD{VK_F4}, WORD{VK_DOWN}, WORD{VK_ESCAPE}}) type(key);
+    EXPECT_EQ(form->combo.Text(), L"Hours");
+    EXPECT_TRUE(events.empty());
+    for (const WORD key : {WORD{VK_F4}, WORD{VK_DOWN}, WORD{VK_RETURN}}) type(key);
+    EXPECT_EQ(form->combo.Text(), L"Days");
+    EXPECT_THAT(events, ElementsAre("Days"));
+}
+
+TEST_F(Win32Toolkit, AControlThatRefusesToLetGoKeepsTheFocus) {
+    form->text.SetFocus();
+    const HWND field = native(form->text);
+    bool refusing = true;
+    form->text.Validate = [&](bool& Cancel) {
+        events.push_back("asked");
+        Cancel = refusing;
+    };
+    SetFocus(native(form->check)); // as a click does
+    platform::pumpMessages();
+    EXPECT_EQ(GetFocus(), field);
+    type(VK_TAB);
+    EXPECT_EQ(GetFocus(), field);
+    EXPECT_THAT(events, ElementsAre("asked", "asked"));
+    refusing = false;
+    type(VK_TAB);
+    EXPECT_EQ(GetFocus(), comboEdit());
+}
+
+TEST_F(Win32Toolkit, TheFocusOfADisabledControlComesBackToIt) {
+    form->text.SetFocus();
+    const HWND field = native(form->text);
+    form->text.Enabled = false;
+    EXPECT_NE(GetFocus(), field);
+    form->text.Enabled = true;
+    EXPECT_EQ(GetFocus(), field);
+    form->Enabled = false;
+    EXPECT_NE(GetFocus(), field);
+    form->Enabled = true;
+    EXPECT_EQ(GetFocus(), field);
+}
+
+TEST_F(Win32Toolkit, EdgesAtTheSameSumOfTwipsAreTheSamePixel) {
+    const double bottom = 5000;
+    const RECT first = [&] {
+        form->Top = 1000;
+        form->Height = bottom - form->Top;
+        return rect();
+    }();
+    for (double top = 1000; top <= bottom; top += 333.3) {
+        form->Top = top;
+        form->Height = bottom - top;
+        EXPECT_EQ(rect().bottom, first.bottom) << top;
+    }
+    form->Height = 0;
+    EXPECT_EQ(rect().bottom, rect().top);
+}
+
+TEST_F(Win32Toolkit, AModalWindowBlocksItsOwnerUntilItGoes) {
+    AutoForm<Window> modal;
+    modal->picture.Click = [&] { modal->Hide(); };
+    TimerControl closing(*modal, 20, true);
+    closing.Timer = [&] {
+        events.push_back(IsWindowEnabled(window()) ? "free" : "blocked");
+        closing.Enabled = false;
+        const double scale = platform::screenDpi() / 96.0;
+        const auto at = MAKELPARAM(static_cast<int>(20 * scale), static_cast<int>(110 * scale));
+        SendMessageW(windowOf(*modal), WM_LBUTTONDOWN, MK_LBUTTON, at);
+        SendMessageW(windowOf(*modal), WM_LBUTTONUP, 0, at);
+        events.push_back(GetActiveWindow() == window() ? "active" : "lost");
+    };
+    modal->Show(Modality::modal, &*form);
+    EXPECT_TRUE(IsWindowEnabled(window()));
+    EXPECT_THAT(events, ElementsAre("blocked", "active"));
+    const HWND owned = windowOf(*modal);
+    form.discard();
+    EXPECT_TRUE(IsWindow(owned)); // its own form lives on
+    modal.discard();
+}
+
+TEST_F(Win32Toolkit, TheShellsMessageAboutTheTrayIconIsAMouseMove) {
+    double seen = 0;
+    form->MouseMove = [&](std::int16_t, std::int16_t, double X, double) { seen = X; };
+    PostMessageW(window(), WM_MOUSEMOVE, 1, WM_RBUTTONUP);
+    platform::pumpMessages();
+    EXPECT_DOUBLE_EQ(seen / screen::TwipsPerPixelX(), WM_RBUTTONUP);
+}
+
+struct Notice : Form {
+    Notice()
+        : Form({.name = L"toolkitNotice", .caption = {}, .width = 100, .height = 50, .startUp = StartUp::manual,
+                .notice = true}) {}
+};
+
+TEST_F(Win32Toolkit, ANoticeShownByItsHandleIsSeenAtItsPlaceAloneAndLeavesTheActivation) {
+    AutoForm<Notice> notice;
+    notice.Load();
+    platform::setWindowPos(notice->hWnd(), -1, SWP_SHOWWINDOW | SWP_NOACTIVATE | SWP_NOMOVE | SWP_NOSIZE);
+    EXPECT_TRUE(notice->Visible);
+    RECT now;
+    GetWindowRect(windowOf(*notice), &now);
+    EXPECT_TRUE(IsRectEmpty(&now));
+    notice->Left = 150;
+    platform::pumpMessages();
+    GetWindowRect(windowOf(*notice), &now);
+    EXPECT_EQ(now.right - now.left, std::lround(1500 / screen::TwipsPerPixelX()));
+    EXPECT_EQ(GetActiveWindow(), window());
+    notice.discard();
+}
+
+} // namespace
