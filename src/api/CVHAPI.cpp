@@ -11,11 +11,15 @@
 CVHAPI::CVHAPI() : apiKey(::ApiKey), ApiHost(::ApiHost), ApiBaseUrl(L"http://" + ApiHost + L"/api.php?apikey=") {
     VHSock = CSocketMaster::create();
     VHSock->on.DataArrival = [this](std::int32_t) { VHSock_DataArrival(); };
-    VHSock->on.Error = [this](std::int16_t Number, std::wstring& Description, auto&&...) { VHSock_Error(Number, Description); };
+    VHSock->on.Error = [this](std::int16_t Number, std::wstring& Description, auto&&...) {
+        VHSock_Error(Number, Description);
+    };
     VHDownload.on.Starting = [this](auto&&...) { VHDownload_Starting(); };
     VHDownload.on.DataArrival = [this](std::int32_t Bytes) { VHDownload_DataArrival(Bytes); };
     VHDownload.on.Completed = [this] { VHDownload_Completed(); };
-    VHDownload.on.Error = [this](std::int16_t Number, std::wstring& Description) { VHDownload_Error(Number, Description); };
+    VHDownload.on.Error = [this](std::int16_t Number, std::wstring& Description) {
+        VHDownload_Error(Number, Description);
+    };
 }
 
 bool CVHAPI::APISend(const std::wstring& QueryMethod, Strings& queryKeys, Strings& queryValues) {

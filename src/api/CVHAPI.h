@@ -8,9 +8,9 @@
 #include "net/CDownload.h"
 #include "net/CSocketMaster.h"
 
-/// The one client of the wallpaper service: a socket for the XML API, a downloader for images and updates, and the login
-/// and rotation state of the program. A request returns at once; its answer comes later as a socket event. Nothing here
-/// is guarded against being entered again while a handler pumps messages.
+/// The one client of the wallpaper service: a socket for the XML API, a downloader for images and updates, and the
+/// login and rotation state of the program. A request returns at once; its answer comes later as a socket event.
+/// Nothing here is guarded against being entered again while a handler pumps messages.
 class CVHAPI {
 public:
     CVHAPI();
@@ -25,10 +25,10 @@ public:
     bool apiDownloadingUpdate = false; // while True no rotation starts
     std::wstring apiDownloadingUpdateFile;
     std::wstring apiDownloadingUpdateLink;
-    bool apiDownloadingUpdateMD5 = false;      // the update has reached the verification
-    std::int16_t apiDownloadingUpdateErr = 0;  // checksum mismatches
-    bool apiNetworkOutage = false;             // the service is believed to be unreachable
-    std::int32_t apiActiveWallpaper = 0;       // id of the wallpaper on the desktop
+    bool apiDownloadingUpdateMD5 = false;     // the update has reached the verification
+    std::int16_t apiDownloadingUpdateErr = 0; // checksum mismatches
+    bool apiNetworkOutage = false;            // the service is believed to be unreachable
+    std::int32_t apiActiveWallpaper = 0;      // id of the wallpaper on the desktop
     std::wstring apiActiveWallpaperLink;
     std::int32_t apiDownloadedBytes = 0; // of the running transfer
     CDownload VHDownload;

@@ -16,7 +16,9 @@ namespace {
 using platform::XmlNode;
 
 /// Text of a child; raises objectNotSet (91) where the answer lacks it.
-std::wstring textOf(const XmlNode& parent, const std::wstring& name) { return parent.selectSingleNode(name).nodeTypedValue(); }
+std::wstring textOf(const XmlNode& parent, const std::wstring& name) {
+    return parent.selectSingleNode(name).nodeTypedValue();
+}
 
 void parseError(const XmlNode& root) {
     gAPI->APIHandleError(toInteger(std::trunc(toDouble(textOf(root, L"number")))), textOf(root, L"description"));
@@ -26,7 +28,8 @@ void parseAuth(const XmlNode& document, const XmlNode& root) {
     const std::wstring token = textOf(document, L"auth/token");
     if (token.empty()) {
         // A refused login comes as an error answer; here there is nothing to say but for a wholly empty one.
-        if (textOf(root, L"status").empty()) platform::messageBox(L"Unknown Login Error", platform::box::ok, L"Quillory");
+        if (textOf(root, L"status").empty())
+            platform::messageBox(L"Unknown Login Error", platform::box::ok, L"Quillory");
         return;
     }
     gAPI->apiLoggedIn = true;
@@ -94,8 +97,9 @@ void ParseXML(const std::wstring& body) {
         } else {
             frmSlideMessage.Load();
             frmSlideMessage->lblTitle.Caption = L"Quillory - API Error";
-            frmSlideMessage->startSlide(L"Quillory has encountered an inconsistency in communications with VelvetHarbor" +
-                                        crLf + L"Debug Dump: " + document.xml());
+            frmSlideMessage->startSlide(
+                L"Quillory has encountered an inconsistency in communications with VelvetHarbor" + crLf +
+                L"Debug Dump: " + document.xml());
         }
     });
 }

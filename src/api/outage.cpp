@@ -87,17 +87,18 @@ void CVHAPI::apiSetNetworkOutage() {
         if (apiNetworkOutage) return; // one outage is announced once
         APICloseSock();
         if (apiSilent || apiLoggedIn) {
-            notify(L"Quillory - Connection Issue",
-                   L"Could not connect to VelvetHarbor" + crLf + crLf +
-                       L"Quillory will try again in a few minutes.  Wallpaper rotation will resume automatically when you "
-                       L"reconnect to the internet.");
+            notify(
+                L"Quillory - Connection Issue",
+                L"Could not connect to VelvetHarbor" + crLf + crLf +
+                    L"Quillory will try again in a few minutes.  Wallpaper rotation will resume automatically when you "
+                    L"reconnect to the internet.");
             frmSlideMessage->Show();
             Start_NetworkRetry = static_cast<std::int16_t>(timerTick);
             gTimers->Active_NetworkRetry = true;
         } else {
             platform::messageBox(
-                L"The connection to VelvetHarbor cannot be established at this time due to a connectivity issue." + crLf +
-                    crLf + L"Please make sure you're connected to the internet and try again.",
+                L"The connection to VelvetHarbor cannot be established at this time due to a connectivity issue." +
+                    crLf + crLf + L"Please make sure you're connected to the internet and try again.",
                 box::critical, L"Connection Error");
             frmLogin->EnableLogin();
         }
@@ -160,17 +161,20 @@ void CVHAPI::VHSock_Error(std::int16_t Number, const std::wstring& Description) 
 
 void CVHAPI::notifyUnexpectedResponse() {
     frmMain->tmrMain.Enabled = false;
-    notify(L"Quillory - Network Error",
-           L"The Velvet Harbor servers responded in an unexpected way.  This could be due to a temporary network problem or "
-           L"interference from another program on your computer (such as spyware).  If this continues, please reinstall "
-           L"Quillory: " +
-               std::wstring(ProductPageUrl));
+    notify(
+        L"Quillory - Network Error",
+        L"The Velvet Harbor servers responded in an unexpected way.  This could be due to a temporary network problem "
+        L"or "
+        L"interference from another program on your computer (such as spyware).  If this continues, please reinstall "
+        L"Quillory: " +
+            std::wstring(ProductPageUrl));
 }
 
 void CVHAPI::notifyForeignResponse() {
     frmMain->tmrMain.Enabled = false;
-    notify(L"Quillory - Network Error",
-           L"Quillory received a response from a source other than Velvet Harbor.  This is usually caused by a wireless "
-           L"gateway interfering (at a coffee shop, airport, etc).  Try visiting VelvetHarbor in your web browser.  If "
-           L"everything works there, try scanning your computer for spyware.");
+    notify(
+        L"Quillory - Network Error",
+        L"Quillory received a response from a source other than Velvet Harbor.  This is usually caused by a wireless "
+        L"gateway interfering (at a coffee shop, airport, etc).  Try visiting VelvetHarbor in your web browser.  If "
+        L"everything works there, try scanning your computer for spyware.");
 }

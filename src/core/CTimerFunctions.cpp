@@ -26,7 +26,8 @@ const std::array<Job, 4> jobs{{
      &CTimerFunctions::TimerFunc_ChangeWallpaper},
     {L"CheckIdle", &CTimerFunctions::Active_CheckIdle, Start_CheckIdle, &CTimerFunctions::TimerFunc_CheckIdle},
     {L"SockTimeout", &CTimerFunctions::Active_SockTimeout, Start_SockTimeout, &CTimerFunctions::TimerFunc_SockTimeout},
-    {L"NetworkRetry", &CTimerFunctions::Active_NetworkRetry, Start_NetworkRetry, &CTimerFunctions::TimerFunc_NetworkRetry},
+    {L"NetworkRetry", &CTimerFunctions::Active_NetworkRetry, Start_NetworkRetry,
+     &CTimerFunctions::TimerFunc_NetworkRetry},
 }};
 
 const Job& jobNamed(const std::wstring& name) {

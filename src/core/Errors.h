@@ -9,8 +9,8 @@
 /// Shows an unexpected failure as a notice: the one place that every trapped run-time error comes to.
 void reportError(const std::wstring& where, const RunTimeError& error);
 
-/// Runs the body of a function that traps: a run-time error is reported under `where`, as in "Function APISend, CVHAPI",
-/// and the function returns its default result.
+/// Runs the body of a function that traps: a run-time error is reported under `where`, as in "Function APISend,
+/// CVHAPI", and the function returns its default result.
 template <class Body> auto trapErrors(const std::wstring& where, Body&& body) -> std::invoke_result_t<Body> {
     try {
         return body();

@@ -3,7 +3,8 @@
 Strings split(const std::wstring& text, const std::wstring& separator) {
     Strings pieces;
     std::size_t start = 0;
-    for (std::size_t found; (found = text.find(separator, start)) != std::wstring::npos; start = found + separator.size())
+    for (std::size_t found; (found = text.find(separator, start)) != std::wstring::npos;
+         start = found + separator.size())
         pieces.push_back(text.substr(start, found - start));
     pieces.push_back(text.substr(start));
     return pieces;

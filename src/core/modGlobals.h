@@ -16,13 +16,13 @@ extern std::unique_ptr<CTimerFunctions> gTimers; // the one scheduler
 extern std::wstring tempFolder;        // the data folder, with a backslash at the end
 extern std::wstring screenAspectRatio; // screen width over height, as the service is asked for it
 
-extern bool idleHold;                     // the idle trigger has fired, rotation is held
-extern std::int32_t secondsSinceChange;   // scheduler ticks counted since the last rotation
-extern std::int32_t changeInterval;       // seconds between rotations
-extern bool noWallpapersExist;            // the source yielded no wallpaper: the rotation count stands still
+extern bool idleHold;                   // the idle trigger has fired, rotation is held
+extern std::int32_t secondsSinceChange; // scheduler ticks counted since the last rotation
+extern std::int32_t changeInterval;     // seconds between rotations
+extern bool noWallpapersExist;          // the source yielded no wallpaper: the rotation count stands still
 
-extern std::int32_t activeTab;        // the source: 0 member, 1 tags, 2 category
-extern std::wstring selectedGallery;  // in effect, by its name
+extern std::int32_t activeTab;       // the source: 0 member, 1 tags, 2 category
+extern std::wstring selectedGallery; // in effect, by its name
 extern std::wstring selectedCategory;
 
 /// The gallery tree, in the order of the service, keyed by gallery name. The first item of a gallery is its own name,
@@ -49,7 +49,7 @@ private:
 };
 extern Galleries galleries;
 
-extern std::int32_t wallpaperId;   // of the wallpaper being fetched
+extern std::int32_t wallpaperId; // of the wallpaper being fetched
 extern std::wstring wallpaperLink;
 
 extern std::int32_t timerTick; // 0 to 59

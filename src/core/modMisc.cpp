@@ -61,7 +61,8 @@ std::wstring array_shift(Strings& array) {
 }
 
 bool existsInCombo(const std::wstring& text, const ComboBox& combo) {
-    return trapErrors(L"Function existsInCombo, modMisc", [&] { return std::ranges::find(combo.List(), text) != combo.List().end(); });
+    return trapErrors(L"Function existsInCombo, modMisc",
+                      [&] { return std::ranges::find(combo.List(), text) != combo.List().end(); });
 }
 
 bool validateHTMLHeader(std::wstring& text) {
@@ -101,10 +102,10 @@ void minimizeToTray() {
         if (getAccountSetting(L"MinimizeHelp", L"0") == L"0") {
             frmSlideMessage.Load();
             frmSlideMessage->lblTitle.Caption = L"Quillory - Information";
-            frmSlideMessage->startSlide(
-                L"Quillory has been minimized!" + crLf + crLf +
-                L"You'll see the Quillory icon in the bottom-right corner of your monitor.  To bring the preferences screen "
-                L"back, double-click on the icon.  To see more options, right-click on it.");
+            frmSlideMessage->startSlide(L"Quillory has been minimized!" + crLf + crLf +
+                                        L"You'll see the Quillory icon in the bottom-right corner of your monitor.  To "
+                                        L"bring the preferences screen "
+                                        L"back, double-click on the icon.  To see more options, right-click on it.");
             saveAccountSetting(L"MinimizeHelp", L"1");
         }
     });

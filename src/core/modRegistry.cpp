@@ -23,7 +23,8 @@ std::wstring getSetting(const std::wstring& app, const std::wstring& section, co
     return readRegistryString(platform::hkeyCurrentUser, keyPath(app, section), key, defaultValue);
 }
 
-void saveSetting(const std::wstring& app, const std::wstring& section, const std::wstring& key, const std::wstring& value) {
+void saveSetting(const std::wstring& app, const std::wstring& section, const std::wstring& key,
+                 const std::wstring& value) {
     writeRegistryString(platform::hkeyCurrentUser, keyPath(app, section), key, value);
 }
 
@@ -34,7 +35,8 @@ std::wstring readRegistryString(std::uint32_t hive, const std::wstring& path, co
     return platform::fromAnsi(value->data.substr(0, value->data.find('\0')));
 }
 
-void writeRegistryString(std::uint32_t hive, const std::wstring& path, const std::wstring& key, const std::wstring& value) {
+void writeRegistryString(std::uint32_t hive, const std::wstring& path, const std::wstring& key,
+                         const std::wstring& value) {
     // The size is a count of characters: where the code page takes more than one byte for some, the end is cut.
     platform::setRegistryValue(hive, path, key, platform::regSz, platform::toAnsi(value).substr(0, value.size()));
 }

@@ -28,7 +28,8 @@ std::wstring readRegistryString(std::uint32_t hive, const std::wstring& path, co
                                 const std::wstring& defaultValue);
 
 /// Stores a REG_SZ value of exactly as many bytes as the text has characters, without a terminating NUL.
-void writeRegistryString(std::uint32_t hive, const std::wstring& path, const std::wstring& key, const std::wstring& value);
+void writeRegistryString(std::uint32_t hive, const std::wstring& path, const std::wstring& key,
+                         const std::wstring& value);
 
 /// The two calls as the program uses them: its own product name, and the account's section.
 std::wstring getAccountSetting(const std::wstring& key, const std::wstring& defaultValue);

@@ -49,10 +49,10 @@ void CVHAPI::VHDownload_DataArrival(std::int32_t Bytes) {
     trapErrors(L"Function VHDownload_DataArrival, CVHAPI", [&] {
         gTimers->Active_SockTimeout = false;
         if (apiDownloadedBytes == 0 && VHDownload.FileSize() >= 1) {
-            frmDownloading->lblHeaderTitle.Caption =
-                !apiDownloadingUpdate     ? L"Quillory - Downloading..."
-                : apiDownloadingUpdateMD5 ? L"Quillory - Corrupt update detected! Retrying download..."
-                                          : L"Quillory - Downloading Update...";
+            frmDownloading->lblHeaderTitle.Caption = !apiDownloadingUpdate ? L"Quillory - Downloading..."
+                                                     : apiDownloadingUpdateMD5
+                                                         ? L"Quillory - Corrupt update detected! Retrying download..."
+                                                         : L"Quillory - Downloading Update...";
         }
         apiDownloadedBytes += Bytes;
         if (VHDownload.FileSize() == 0) { // the server gave no size: another wallpaper, then
@@ -61,7 +61,8 @@ void CVHAPI::VHDownload_DataArrival(std::int32_t Bytes) {
             return;
         }
         if (frmDownloading->Visible) {
-            const std::int16_t percent = toInteger(static_cast<double>(apiDownloadedBytes) / VHDownload.FileSize() * 100);
+            const std::int16_t percent =
+                toInteger(static_cast<double>(apiDownloadedBytes) / VHDownload.FileSize() * 100);
             frmDownloading->SetProgressBarValue(percent);
             frmDownloading->lblProgressPercent.Caption = std::to_wstring(percent) + L"%";
         }

@@ -80,10 +80,11 @@ void NoWallpapersExist() {
         std::wstring rating = frmOptions->txtRating.Text;
         if (toDouble(rating) > 0) rating += L"+";
 
-        const auto checkThat = [] () -> std::wstring {
+        const auto checkThat = []() -> std::wstring {
             const std::wstring cropped = L"make sure they have been cropped to your resolution and have at least a ";
             if (activeTab == 2)
-                return L"Check that your selected category contains wallpapers that have been cropped to your resolution and "
+                return L"Check that your selected category contains wallpapers that have been cropped to your "
+                       L"resolution and "
                        L"have at least a ";
             if (activeTab == 1)
                 return L"Check that wallpapers marked with your exact tag exist on Velvet Harbor, then " + cropped;

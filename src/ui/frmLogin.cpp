@@ -64,8 +64,8 @@ void FrmLogin::cmdLogin_Click() {
         return;
     }
     if (!isValidUsername(txtUserName.Text)) {
-        platform::messageBox(L"The username can only consist of letters, numbers, periods, dashes, and underscores." + crLf +
-                                 L"Please check your typing and try again.",
+        platform::messageBox(L"The username can only consist of letters, numbers, periods, dashes, and underscores." +
+                                 crLf + L"Please check your typing and try again.",
                              box::information, L"Invalid Username");
         txtUserName.SetFocus();
         return;

@@ -163,15 +163,16 @@ bool FrmMain::validateTagName() {
         return false;
     }
     if (tag.size() > 64) {
-        refuseTag(L"A tag can only be a maximum of 64 characters long.  Please double-check your tag exists on Velvet Harbor, "
+        refuseTag(L"A tag can only be a maximum of 64 characters long.  Please double-check your tag exists on Velvet "
+                  L"Harbor, "
                   L"then try again.",
                   L"Tag Too Long");
         return false;
     }
     const std::wstring allowed = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-*, ";
     if (tag.find_first_not_of(allowed) != std::wstring::npos) {
-        refuseTag(L"Oops! A tag can only contain letters, numbers, dashes, spaces, and wildcard characters (*)." + crLf + crLf +
-                      L"To enter multiple tags, seperate them with a comma.",
+        refuseTag(L"Oops! A tag can only contain letters, numbers, dashes, spaces, and wildcard characters (*)." +
+                      crLf + crLf + L"To enter multiple tags, seperate them with a comma.",
                   L"Invalid Character");
         return false;
     }

@@ -78,8 +78,9 @@ bool FrmOptions::optionsAreValid() {
         return refuse(txtRating, L"Non-Numeric Rating",
                       L"The average quality rating must be a number.  Please check the value and try again.");
     if (toDouble(rating) < -99 || toDouble(rating) > 200)
-        return refuse(txtRating, L"Invalid Rating Range",
-                      L"The average quality rating must be between -99 and 200.  Please check the value and try again.");
+        return refuse(
+            txtRating, L"Invalid Rating Range",
+            L"The average quality rating must be between -99 and 200.  Please check the value and try again.");
     txtRating.Text = rounded(rating);
 
     if (toDouble(txtFrequency.Text) < 10 && cboFrequencyType.Text == L"Minutes")

@@ -19,7 +19,7 @@ struct FrmOptions : Form {
     CheckBox chkFreeze{rotation, {16, 74, 488, 20}, L"Freeze Current Wallpaper (Pause Rotation)"};
     Label lblNextRotationIn{rotation, {16, 104, 130, 18}, L"Next Rotation In:", look::body};
     Label lblNextRotation{rotation, {150, 104, 354, 18}, L"Not Running", look::body};
-    Label lblMethodTitle{rotation, {16, 136, 130, 18}, L"Rotation Method:", look::body};
+    Label lblMethodTitle{rotation, {16, 137, 130, 18}, L"Rotation Method:", look::body};
     OptionButton optRandomize{rotation, {150, 135, 120, 20}, L"Randomize", true};
     OptionButton optSequential{rotation, {280, 135, 120, 20}, L"Sequential"};
 

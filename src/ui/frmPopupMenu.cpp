@@ -44,8 +44,8 @@ void FrmPopupMenu::Form_MouseMove(double X) {
         } else if (event == rightButtonUp) {
             updatePopupMenu();
             platform::setForegroundWindow(hWnd());
-            PopupMenu({&mnuProcessing, &mnuPleaseWait, &mnuSep0, &mnuVisitVH, &mnuViewCurrent, &mnuSep1, &mnuEditPreferences,
-                       &mnuForce, &mnuSep2, &mnuExit},
+            PopupMenu({&mnuProcessing, &mnuPleaseWait, &mnuSep0, &mnuVisitVH, &mnuViewCurrent, &mnuSep1,
+                       &mnuEditPreferences, &mnuForce, &mnuSep2, &mnuExit},
                       &mnuEditPreferences);
         }
     } catch (const RunTimeError& error) {

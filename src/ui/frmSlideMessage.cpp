@@ -41,7 +41,8 @@ void FrmSlideMessage::startSlide(const std::wstring& msg) {
     tmrSlide.Enabled = true;
 }
 
-void FrmSlideMessage::slideSysError(const std::wstring& location, std::int32_t number, const std::wstring& description) {
+void FrmSlideMessage::slideSysError(const std::wstring& location, std::int32_t number,
+                                    const std::wstring& description) {
     lblTitle.Caption = L"Quillory - Internal Error";
     startSlide(L"In " + location + crLf + L"[" + std::to_wstring(number) + L"] " + description + crLf +
                L"If this continues to happen, please reinstall Quillory from " + std::wstring(ProductPageUrl));

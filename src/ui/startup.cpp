@@ -45,8 +45,8 @@ void FrmMain::Form_Load() {
     tempFolder = platform::applicationDataFolder(hWnd()) + L"\\Quillory\\";
     if (!dirExists(tempFolder)) makeDataFolder();
     if (!dirExists(tempFolder)) {
-        platform::messageBox(L"A critical error occurred trying to setup the Quillory temporary data folder!" + crLf + crLf +
-                                 L"If this continues to happen, try reinstalling Quillory from: " + crLf +
+        platform::messageBox(L"A critical error occurred trying to setup the Quillory temporary data folder!" + crLf +
+                                 crLf + L"If this continues to happen, try reinstalling Quillory from: " + crLf +
                                  std::wstring(ProductPageUrl) + crLf + crLf + L"Or contact us:" + crLf +
                                  std::wstring(ContactUrl),
                              box::critical, L"Fatal Permissions Error");
@@ -70,10 +70,11 @@ void FrmMain::Form_Load() {
 
 void FrmMain::exitQuillory(bool confirmed) {
     if (!confirmed) {
-        const auto answer = platform::messageBox(
-            L"Are you sure you want to completely shut down Quillory?" + crLf + crLf +
-                L"Your wallpaper will remain exactly as it looks now and will not be automatically updated with new images.",
-            box::yesNo | box::question, L"Confirm Exit");
+        const auto answer =
+            platform::messageBox(L"Are you sure you want to completely shut down Quillory?" + crLf + crLf +
+                                     L"Your wallpaper will remain exactly as it looks now and will not be "
+                                     L"automatically updated with new images.",
+                                 box::yesNo | box::question, L"Confirm Exit");
         if (answer != box::resultYes) return;
     }
     gAPI->APICloseSock();

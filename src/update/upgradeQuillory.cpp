@@ -69,8 +69,8 @@ void upgradeQuillory(const std::wstring& link) {
         if (frmOptions->chkAutoUpdate.Value == 0 && !isRetry) {
             const auto answer = platform::messageBox(
                 L"An update has been released for your Quillory Wallpaper Manager software." + crLf + crLf +
-                    L"You have disabled automatic updates, so your permission is required to update Quillory." + crLf + crLf +
-                    L"Proceed with update now?  Clicking 'No' will exit the program.",
+                    L"You have disabled automatic updates, so your permission is required to update Quillory." + crLf +
+                    crLf + L"Proceed with update now?  Clicking 'No' will exit the program.",
                 box::yesNo | box::question, L"Proceed with Update?");
             if (answer != box::resultYes) {
                 frmMain->exitQuillory(true);
@@ -80,16 +80,18 @@ void upgradeQuillory(const std::wstring& link) {
         }
         if (!isAcceptedLink(link)) {
             platform::messageBox(
-                L"A critical error occurred while downloading the new software update for Quillory Wallpaper Manager." + crLf +
-                    crLf + L"Please try reinstalling the software by visiting:" + crLf + std::wstring(ProductPageUrl),
+                L"A critical error occurred while downloading the new software update for Quillory Wallpaper Manager." +
+                    crLf + crLf + L"Please try reinstalling the software by visiting:" + crLf +
+                    std::wstring(ProductPageUrl),
                 box::critical, L"Critical Update Error");
             frmMain->exitQuillory(false);
             return;
         }
         if (api.apiForced && !isRetry) {
-            platform::messageBox(L"A new update to Quillory has been released since you last rotated your wallpaper.  Hang on "
-                                 L"one second and we'll handle the upgrade for you.",
-                                 box::information, L"Auto-Update Starting");
+            platform::messageBox(
+                L"A new update to Quillory has been released since you last rotated your wallpaper.  Hang on "
+                L"one second and we'll handle the upgrade for you.",
+                box::information, L"Auto-Update Starting");
             showProgress = true;
         }
         if (!dirExists(tempFolder)) platform::makeDirectory(tempFolder);
@@ -147,8 +149,8 @@ void CVHAPI::installUpdate() {
             box::information, L"Update Downloaded Successfully");
     const std::wstring updater = platform::programFolder() + L"\\Updater\\update.exe";
     if (!fileExists(updater)) {
-        platform::messageBox(L"An error has occurred launching the Quillory Update Engine." + crLf + crLf + L"Please visit " +
-                                 std::wstring(ProductPageUrl) + L" and reinstall the software.",
+        platform::messageBox(L"An error has occurred launching the Quillory Update Engine." + crLf + crLf +
+                                 L"Please visit " + std::wstring(ProductPageUrl) + L" and reinstall the software.",
                              box::critical, L"Critical Update Error");
         frmMain->exitQuillory(true);
         platform::endProcess();
@@ -160,8 +162,8 @@ void CVHAPI::installUpdate() {
 /// An update that cannot be fetched ends the program.
 void CVHAPI::abandonUpdate() {
     VHDownload.Cancel();
-    platform::messageBox(L"An error occurred downloading the new Quillory update: " + apiDownloadingUpdateFile + L"." + crLf +
-                             L"Please check your internet connection and try again, otherwise visit " +
+    platform::messageBox(L"An error occurred downloading the new Quillory update: " + apiDownloadingUpdateFile + L"." +
+                             crLf + L"Please check your internet connection and try again, otherwise visit " +
                              std::wstring(ProductPageUrl) + L" and try reinstalling the software." + crLf + crLf +
                              L"Shutting down Quillory...",
                          box::information, L"Update Error");

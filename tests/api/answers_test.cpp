@@ -103,18 +103,23 @@ TEST_F(Answers, TheServicesErrorsHaveTheirReactions) {
         frmSlideMessage.discard();
         frmMain->tmrMain.Enabled = true;
         noWallpapersExist = false;
-        ParseXML(std::wstring(L"<error><number>") + number + L"</number><description>" + description + L"</description></error>");
+        ParseXML(std::wstring(L"<error><number>") + number + L"</number><description>" + description +
+                 L"</description></error>");
     };
     const std::wstring contact = L"http://velvetharbor.example/contact/";
     error(L"901", L"x");
-    EXPECT_EQ(notice(), L"Your API Key has exceeded it's daily allocation.  This usually shouldn't happen in Quillory.  Please "
-                        L"contact us for details: " + contact);
+    EXPECT_EQ(notice(),
+              L"Your API Key has exceeded it's daily allocation.  This usually shouldn't happen in Quillory.  Please "
+              L"contact us for details: " +
+                  contact);
     EXPECT_TRUE(frmMain->tmrMain.Enabled);
     EXPECT_EQ(noticeTitle(), L"Quillory Wallpaper Manager") << "these notices keep the window's own title";
     for (const wchar_t* fatal : {L"950", L"951"}) {
         error(fatal, L"x");
-        EXPECT_EQ(notice(), std::wstring(L"[") + fatal + L"] A fatal API error has occurred within Quillory.  Please contact us "
-                                                        L"for details: " + contact);
+        EXPECT_EQ(notice(), std::wstring(L"[") + fatal +
+                                L"] A fatal API error has occurred within Quillory.  Please contact us "
+                                L"for details: " +
+                                contact);
         EXPECT_FALSE(frmMain->tmrMain.Enabled) << "the scheduler stands still until a restart";
     }
     error(L"12", L"");

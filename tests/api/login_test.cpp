@@ -36,8 +36,10 @@ TEST_F(Login, ChecksWhatIsTypedBeforeAnythingIsSent) {
     const Case cases[] = {
         {L"", L"", {L"Please enter your username.", forgotten, 48}, &frmLogin->txtUserName},
         {L"alice", L"", {L"Please enter your password.", forgotten, 48}, &frmLogin->txtPassword},
-        {L"al ice", L"x",
-         {L"The username can only consist of letters, numbers, periods, dashes, and underscores.\r\nPlease check your typing "
+        {L"al ice",
+         L"x",
+         {L"The username can only consist of letters, numbers, periods, dashes, and underscores.\r\nPlease check your "
+          L"typing "
           L"and try again.",
           L"Invalid Username", 64},
          &frmLogin->txtUserName},
@@ -120,7 +122,8 @@ TEST_F(Login, NonsenseInASettingStopsTheBringUpWithAReport) {
         gAPI->apiPasswordHash = L"ff";
         ASSERT_TRUE(gAPI->APILogin());
         ASSERT_TRUE(testDesktop::pumpUntil([] { return frmSlideMessage.isLoaded(); })) << key;
-        EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(), testing::StartsWith(L"In Function ParseXML, modXML\r\n[13] Type mismatch\r\nIf t"));
+        EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(),
+                    testing::StartsWith(L"In Function ParseXML, modXML\r\n[13] Type mismatch\r\nIf t"));
         EXPECT_TRUE(gAPI->apiLoggedIn);
         EXPECT_FALSE(gTimers->Active_ChangeWallpaper) << "the steps behind the failure do not run";
         saveAccountSetting(key, before);

@@ -17,7 +17,8 @@ protected:
         site().replies.insert(site().replies.begin(), {"method=vh.getGalleries", {segments}});
         const std::size_t before = site().requests.size();
         getGalleries();
-        const bool sent = testDesktop::pumpUntil([&] { return site().requests.size() > before && site().hasSentAll(); });
+        const bool sent =
+            testDesktop::pumpUntil([&] { return site().requests.size() > before && site().hasSentAll(); });
         person::settle();
         site().replies.erase(site().replies.begin());
         return sent && galleries.size() == 2;
@@ -33,9 +34,14 @@ TEST_F(Transport, RequestsAreBareLinesWithTheVersionLast) {
     };
     const std::string base = "GET http://api.velvetharbor.example/api.php?apikey=Rv8nTq2LxW5d&method=";
     const Case cases[] = {
-        {L"vh.auth.login", {L"username", L"md5password"}, {L"a.b", L"ff"}, "vh.auth.login&username=a%2Eb&md5password=ff"},
+        {L"vh.auth.login",
+         {L"username", L"md5password"},
+         {L"a.b", L"ff"},
+         "vh.auth.login&username=a%2Eb&md5password=ff"},
         {L"vh.getGalleries", {}, {}, "vh.getGalleries"},
-        {L"vh.wallpapers.browse", {L"tag"}, {L"dog*, cat"},
+        {L"vh.wallpapers.browse",
+         {L"tag"},
+         {L"dog*, cat"},
          "vh.wallpapers.browse&tag=dog%2A%2C+cat&QY%5FVersion=1%2E0%2E112"},
         {L"vh.wallpapers.favorites", {L"member"}, {L""}, "vh.wallpapers.favorites&member=&QY%5FVersion=1%2E0%2E112"},
     };
@@ -93,7 +99,8 @@ TEST_F(Transport, ASplitHeaderIsTakenForAForeignOneAndStopsTheClock) {
     EXPECT_TRUE(isUnderstood({whole.substr(0, 10), whole.substr(10)})) << "warned, and processed all the same";
     EXPECT_FALSE(frmMain->tmrMain.Enabled);
     EXPECT_EQ(frmSlideMessage->lblTitle.Caption(), L"Quillory - Network Error");
-    EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(), testing::StartsWith(L"Quillory received a response from a source othe"));
+    EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(),
+                testing::StartsWith(L"Quillory received a response from a source othe"));
 }
 
 TEST_F(Transport, AHeaderCutBehindItsFirstLineIsTakenForTheAnswersFirstLine) {
@@ -105,7 +112,7 @@ TEST_F(Transport, AnAnswerOfOneLineIsUnexpected) {
     EXPECT_FALSE(isUnderstood({Service::apiAnswer("<galleries></galleries>\n")}));
     EXPECT_EQ(frmSlideMessage->lblTitle.Caption(), L"Quillory - Network Error");
     EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(),
-              testing::StartsWith(L"The Velvet Harbor servers responded in an unexpected way.  This "));
+                testing::StartsWith(L"The Velvet Harbor servers responded in an unexpected way.  This "));
     EXPECT_FALSE(frmMain->tmrMain.Enabled);
 }
 

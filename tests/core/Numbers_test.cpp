@@ -16,15 +16,16 @@ std::int32_t numberRaised(const std::function<void()>& body) {
 }
 
 TEST(Numbers, ConversionRoundsHalvesToTheEvenNeighbour) {
-    const std::pair<double, std::int32_t> cases[] = {{2.5, 2},   {3.5, 4},    {-2.5, -2},   {-3.5, -4},  {0.5, 0},
-                                                     {1.4, 1},   {208.5, 208}, {-0.4, 0},   {4.17, 4},   {1e9, 1000000000}};
+    const std::pair<double, std::int32_t> cases[] = {{2.5, 2}, {3.5, 4},     {-2.5, -2}, {-3.5, -4}, {0.5, 0},
+                                                     {1.4, 1}, {208.5, 208}, {-0.4, 0},  {4.17, 4},  {1e9, 1000000000}};
     for (const auto& [value, whole] : cases) EXPECT_EQ(toLong(value), whole) << value;
 }
 
 TEST(Numbers, TextsAreNumericOnlyAsAWhole) {
     for (const wchar_t* text : {L"0", L" 12 ", L"+5", L"-99", L".5", L"5.", L"1e2", L"1D2", L"-1.5E-3"})
         EXPECT_TRUE(isNumeric(text)) << text;
-    for (const wchar_t* text : {L"", L" ", L"x", L"3x", L"1 2", L"--1", L".", L"+", L"1e", L"e5", L"1e999", L"0x10", L"nan", L"inf"})
+    for (const wchar_t* text :
+         {L"", L" ", L"x", L"3x", L"1 2", L"--1", L".", L"+", L"1e", L"e5", L"1e999", L"0x10", L"nan", L"inf"})
         EXPECT_FALSE(isNumeric(text)) << text;
     EXPECT_DOUBLE_EQ(toDouble(L"1D2"), 100);
 }
@@ -40,8 +41,8 @@ TEST(Numbers, ConversionsRaiseTypeMismatchAndOverflow) {
 }
 
 TEST(Numbers, ValTakesTheLeadingNumber) {
-    const std::pair<const wchar_t*, double> cases[] = {{L"12abc", 12}, {L"  7", 7},   {L"", 0},     {L"abc", 0},
-                                                       {L"-3.5 x", -3.5}, {L"1e", 1}, {L"1e2z", 100}, {L"4711", 4711}};
+    const std::pair<const wchar_t*, double> cases[] = {{L"12abc", 12},    {L"  7", 7}, {L"", 0},       {L"abc", 0},
+                                                       {L"-3.5 x", -3.5}, {L"1e", 1},  {L"1e2z", 100}, {L"4711", 4711}};
     for (const auto& [text, value] : cases) EXPECT_DOUBLE_EQ(Val(text), value) << text;
 }
 

@@ -40,9 +40,9 @@ TEST_F(LiveOptions, TheIntervalFollowsFromFrequencyAndType) {
         std::int32_t interval;
     };
     const Case cases[] = {
-        {L"5", L"Minutes", L"10", 600},     {L"5", L"Hours", L"5", 18000},  {L"2", L"Days", L"2", 172800},
-        {L"9.99", L"Minutes", L"10", 600},  {L"10", L"Minutes", L"10", 600}, {L"0.5", L"Hours", L"0.5", 1800},
-        {L"500", L"Days", L"500", 43200000}, {L"7", L"minutes", L"7", -1},   {L"7", L"", L"7", -1},
+        {L"5", L"Minutes", L"10", 600},      {L"5", L"Hours", L"5", 18000},   {L"2", L"Days", L"2", 172800},
+        {L"9.99", L"Minutes", L"10", 600},   {L"10", L"Minutes", L"10", 600}, {L"0.5", L"Hours", L"0.5", 1800},
+        {L"500", L"Days", L"500", 43200000}, {L"7", L"minutes", L"7", -1},    {L"7", L"", L"7", -1},
     };
     for (const Case& c : cases) {
         changeInterval = -1;

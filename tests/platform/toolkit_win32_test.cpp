@@ -44,8 +44,9 @@ protected:
     /// The native control whose middle is that of the control.
     HWND native(const Control& control) {
         const double scale = platform::screenDpi() / 96.0;
-        const HWND child = ChildWindowFromPoint(window(), {static_cast<LONG>((control.Left + control.Width / 2) * scale),
-                                                           static_cast<LONG>((control.Top + control.Height / 2) * scale)});
+        const POINT middle{static_cast<LONG>((control.Left + control.Width / 2) * scale),
+                           static_cast<LONG>((control.Top + control.Height / 2) * scale)};
+        const HWND child = ChildWindowFromPoint(window(), middle);
         return child == window() ? nullptr : child;
     }
     HWND comboEdit() {

@@ -15,8 +15,8 @@ void later(std::function<void()> action, int milliseconds = 0);
 /// Forgets all that was to run later.
 void forgetWhatIsDue();
 
-/// Runs something from the message loop as soon as `holds` does: for a person before a modal window, whose loop does not
-/// return to the test.
+/// Runs something from the message loop as soon as `holds` does: for a person before a modal window, whose loop does
+/// not return to the test.
 void once(std::function<bool()> holds, std::function<void()> action);
 
 /// The port that the site shall listen on, 0 for any, and where it does: the program's way to port 80 leads there.

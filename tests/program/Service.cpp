@@ -92,9 +92,12 @@ void Service::sendNext(const std::shared_ptr<Peer>& peer) {
         peer->waiting.empty() ? 0 : 3);
 }
 
-Service::Reply Service::replyTo(const std::string& request) const {
-    for (const auto& [text, reply] : replies)
-        if (request.find(text) != std::string::npos) return reply;
+Service::Reply Service::replyTo(const std::string& request) {
+    for (auto& [text, reply] : replies) {
+        if (reply.times == 0 || request.find(text) == std::string::npos) continue;
+        if (reply.times > 0) --reply.times;
+        return reply;
+    }
     if (request.find("method=vh.auth.login") != std::string::npos) return {{apiAnswer(auth)}};
     if (request.find("method=vh.getGalleries") != std::string::npos) return {{apiAnswer(galleries)}};
     if (request.find("method=vh.wallpapers.") != std::string::npos) return {{apiAnswer(wallpapers(4711))}};

@@ -15,6 +15,7 @@ public:
     struct Reply {
         std::vector<std::string> segments; // sent one after the other, each with its own arrival at the client
         bool close = false;
+        int times = -1; // how often it is given; for ever if negative
     };
 
     Service();
@@ -67,7 +68,7 @@ private:
     };
     void serve(const std::shared_ptr<Peer>& peer);
     void sendNext(const std::shared_ptr<Peer>& peer);
-    Reply replyTo(const std::string& request) const;
+    Reply replyTo(const std::string& request);
 
     std::shared_ptr<CSocketMaster> listener;
     std::vector<std::shared_ptr<Peer>> peers;

@@ -32,12 +32,13 @@ TEST_F(Rotation, GoesFromTheTriggerToTheDesktop) {
         ASSERT_TRUE(rotate(forced));
         ASSERT_EQ(site().requests.size(), 2u);
         EXPECT_EQ(site().lastRequest(),
-                  "GET /dl/inline/4711/" + sizeOfScreen() + "/Quiet-Bay.jpg HTTP/1.0\r\n"
-                  "Accept: image/gif, image/x-xbitmap, image/jpeg, image/pjpeg, application/vnd.ms-powerpoint, "
-                  "application/vnd.ms-excel, application/msword, application/x-shockwave-flash, */*\r\n"
-                  "Referer: images.velvetharbor.example\r\n"
-                  "User-Agent: Mozilla/4.0 (compatible; MSIE 5.5; Windows 98; Win 9x 4.90)\r\n"
-                  "Host: images.velvetharbor.example\r\n\r\n");
+                  "GET /dl/inline/4711/" + sizeOfScreen() +
+                      "/Quiet-Bay.jpg HTTP/1.0\r\n"
+                      "Accept: image/gif, image/x-xbitmap, image/jpeg, image/pjpeg, application/vnd.ms-powerpoint, "
+                      "application/vnd.ms-excel, application/msword, application/x-shockwave-flash, */*\r\n"
+                      "Referer: images.velvetharbor.example\r\n"
+                      "User-Agent: Mozilla/4.0 (compatible; MSIE 5.5; Windows 98; Win 9x 4.90)\r\n"
+                      "Host: images.velvetharbor.example\r\n\r\n");
         EXPECT_EQ(testDesktop::wallpaper(), bitmap());
         EXPECT_EQ(platform::readWholeFile(tempFolder + L"vh_wall_active"), samplePicture());
         EXPECT_EQ(platform::readWholeFile(bitmap()).substr(54), samplePicture().substr(54)) << "the same pixels";
@@ -57,8 +58,7 @@ TEST_F(Rotation, OnlyAForcedOneIsSeen) {
         EXPECT_FALSE(frmMain->Enabled);
         ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 4; }));
         EXPECT_EQ(frmDownloading->Visible, forced);
-        EXPECT_EQ(frmDownloading->lblHeaderTitle.Caption(),
-                  L"Quillory - Downloading...");
+        EXPECT_EQ(frmDownloading->lblHeaderTitle.Caption(), L"Quillory - Downloading...");
         EXPECT_EQ(frmDownloading->lblProgressPercent.Caption(), forced ? L"50%" : L"0%");
         EXPECT_EQ(frmDownloading->picProgressBar.Width, forced ? 208 : 1);
         frmDownloading->imgAbort_Click();
@@ -77,13 +77,10 @@ TEST_F(Rotation, AnImageThatCannotBeUsedMakesItAskForAnother) {
         {"an error page", {{"HTTP/1.0 404 Not Found\r\nContent-Length: 4\r\n\r\nNo!\n"}, true}},
     };
     for (const auto& [name, reply] : bad) {
-        site().replies = {{"/dl/inline/666/", reply}, {"method=vh.wallpapers", {{Service::apiAnswer(Service::wallpapers(666))}}}};
-        gAPI->apiForced = true;
-        gAPI->RotateWallpaper();
-        ASSERT_TRUE(testDesktop::pumpUntil([&] { return site().count("/dl/inline/666/") == 1; })) << name;
-        EXPECT_FALSE(frmMain->Enabled);
-        site().replies.clear();
-        ASSERT_TRUE(testDesktop::pumpUntil(isOver)) << name;
+        site().replies = {{"/dl/inline/666/", reply},
+                          {"method=vh.wallpapers", {{Service::apiAnswer(Service::wallpapers(666))}, false, 1}}};
+        ASSERT_TRUE(rotate(true)) << name;
+        EXPECT_EQ(site().count("/dl/inline/666/"), 1u) << name;
         EXPECT_EQ(setting(L"ActiveWallpaper"), L"4711") << name;
         EXPECT_FALSE(frmSlideMessage.isLoaded()) << "without a word";
         site().requests.clear();
@@ -97,8 +94,9 @@ TEST_F(Rotation, AFailedDownloadIsToldOnlyToWhoAsked) {
         bool outage;
         std::wstring notice;
     };
-    const std::wstring outageText = L"Could not connect to VelvetHarbor\r\n\r\nQuillory will try again in a few minutes.  Wallpaper "
-                                    L"rotation will resume automatically when you reconnect to the internet.";
+    const std::wstring outageText =
+        L"Could not connect to VelvetHarbor\r\n\r\nQuillory will try again in a few minutes.  Wallpaper "
+        L"rotation will resume automatically when you reconnect to the internet.";
     const Case cases[] = {{false, 10054, false, L""},
                           {true, 10054, false, L"Network Error 10054!\r\nConnection reset by peer."},
                           {false, 10053, true, outageText},

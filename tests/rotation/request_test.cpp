@@ -124,15 +124,18 @@ TEST_F(Request, AnEmptySourceIsToldOnceInItsOwnWords) {
     };
     const Case cases[] = {
         {2, true, false, L"5",
-         L"Check that your selected category contains wallpapers that have been cropped to your resolution and have at least a "
+         L"Check that your selected category contains wallpapers that have been cropped to your resolution and have at "
+         L"least a "
          L"5+ rating (via your settings)."},
         {1, true, false, L"0",
          L"Check that wallpapers marked with your exact tag exist on Velvet Harbor, then " + cropped +
              L"0 rating (via your settings)."},
         {0, true, false, L"-3",
-         L"Check that the selected member has favorited some wallpapers, then " + cropped + L"-3 rating (via your settings)."},
+         L"Check that the selected member has favorited some wallpapers, then " + cropped +
+             L"-3 rating (via your settings)."},
         {0, false, true, L"1.5",
-         L"Check that the selected member has uploaded some wallpapers, then " + cropped + L"1.5+ rating (via your settings)."},
+         L"Check that the selected member has uploaded some wallpapers, then " + cropped +
+             L"1.5+ rating (via your settings)."},
         {7, true, false, L"5", L""},
         {0, false, false, L"5", L""},
     };
@@ -157,7 +160,7 @@ TEST_F(Request, AnEmptySourceIsToldOnceInItsOwnWords) {
     NoWallpapersExist();
     EXPECT_FALSE(noWallpapersExist);
     EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(),
-              testing::StartsWith(L"In Function NoWallpapersExist, modXML\r\n[13] Type mismatch\r\nI"));
+                testing::StartsWith(L"In Function NoWallpapersExist, modXML\r\n[13] Type mismatch\r\nI"));
 }
 
 } // namespace

@@ -30,7 +30,8 @@ TEST_F(ProgramStart, WithoutADataFolderThereIsOnlyTheFatalBox) {
     EXPECT_EQ(headless::boxes[0].title, L"Fatal Permissions Error");
     EXPECT_EQ(headless::boxes[0].style, 16);
     EXPECT_EQ(headless::boxes[0].text,
-              L"A critical error occurred trying to setup the Quillory temporary data folder!\r\n\r\nIf this continues to happen, "
+              L"A critical error occurred trying to setup the Quillory temporary data folder!\r\n\r\nIf this continues "
+              L"to happen, "
               L"try reinstalling Quillory from: \r\nhttp://velvetharbor.example/quillory/\r\n\r\nOr contact us:\r\n"
               L"http://velvetharbor.example/contact/");
     EXPECT_FALSE(headless::state.trayIcon);

@@ -56,7 +56,8 @@ TEST_F(Tray, TheRecordIsTheShellsOwn) {
     EXPECT_EQ(record.uID, 1u);
     EXPECT_EQ(record.uFlags, 7u);
     EXPECT_EQ(record.uCallbackMessage, 512u);
-    EXPECT_EQ(std::string(record.szTip, 64), "Quillory Wallpaper Manager" + std::string(1, '\0') + std::string(37, ' '));
+    EXPECT_EQ(std::string(record.szTip, 64),
+              "Quillory Wallpaper Manager" + std::string(1, '\0') + std::string(37, ' '));
     storeTip(std::wstring(80, L'x'));
     EXPECT_EQ(std::string(gTrayIcon.szTip, 64), std::string(64, 'x'));
 }
@@ -89,8 +90,9 @@ TEST_F(Tray, ADoubleClickBringsTheWindowBackUnlessItIsBusy) {
 }
 
 TEST_F(Tray, TheMenuTellsWhetherTheProgramIsBusy) {
-    EXPECT_EQ(menu(), L"&Visit VelvetHarbor|View Info on &Current Wallpaper|-|Edit &Preferences|&Rotate Wallpaper Now|-|"
-                      L"E&xit Quillory|");
+    EXPECT_EQ(menu(),
+              L"&Visit VelvetHarbor|View Info on &Current Wallpaper|-|Edit &Preferences|&Rotate Wallpaper Now|-|"
+              L"E&xit Quillory|");
     EXPECT_EQ(headless::state.foreground.back(), frmPopupMenu->hWnd()) << "or the menu would not close by itself";
     frmMain->Enabled = false;
     EXPECT_EQ(menu(), L"Quillory is busy...(grey)|Please wait.(grey)|-|&Visit VelvetHarbor|View Info on &Current "

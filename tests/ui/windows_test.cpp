@@ -128,7 +128,8 @@ TEST_F(Windows, AGalleryThatHasGoneLeavesTheCombosDisabled) {
     frmMain->cboGallery.Enabled = frmMain->cboCategory.Enabled = false;
     fillGalleries();
     EXPECT_FALSE(frmMain->cboGallery.Enabled || frmMain->cboCategory.Enabled);
-    EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(), testing::StartsWith(L"In Function updateCategoryList, modGlobals\r\n[5"));
+    EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(),
+                testing::StartsWith(L"In Function updateCategoryList, modGlobals\r\n[5"));
 }
 
 TEST_F(Windows, OptionsAreCheckedInOrderAndLeaveTheirMarks) {
@@ -169,7 +170,8 @@ TEST_F(Windows, OptionsAreCheckedInOrderAndLeaveTheirMarks) {
         const std::size_t before = testDesktop::shownBoxes().size();
         Input::press(frmOptions->picSave);
         const bool saved = c.title == nullptr;
-        ASSERT_EQ(testDesktop::shownBoxes().size(), before + (saved ? 0 : 1)) << std::string(c.frequency.begin(), c.frequency.end());
+        ASSERT_EQ(testDesktop::shownBoxes().size(), before + (saved ? 0 : 1))
+            << std::string(c.frequency.begin(), c.frequency.end());
         EXPECT_EQ(frmOptions->txtFrequency.Text(), c.frequencyLeft);
         EXPECT_EQ(frmOptions->txtRating.Text(), c.ratingLeft);
         EXPECT_EQ(frmOptions->Visible, !saved);
@@ -254,9 +256,9 @@ TEST_F(Windows, AReportReplacesTheNoticeInPlace) {
     frmSlideMessage->startSlide(L"hello");
     frmSlideMessage->slideSysError(L"Function APISend, CVHAPI", 13, L"Type mismatch");
     EXPECT_EQ(frmSlideMessage->lblTitle.Caption(), L"Quillory - Internal Error");
-    EXPECT_EQ(frmSlideMessage->lblStatusMsg.Caption(),
-              L"In Function APISend, CVHAPI\r\n[13] Type mismatch\r\nIf this continues to happen, please reinstall Quillory from "
-              L"http://velvetharbor.example/quillory/");
+    EXPECT_EQ(frmSlideMessage->lblStatusMsg.Caption(), L"In Function APISend, CVHAPI\r\n[13] Type mismatch\r\nIf this "
+                                                       L"continues to happen, please reinstall Quillory from "
+                                                       L"http://velvetharbor.example/quillory/");
     Input::press(frmSlideMessage->picCloseX);
     EXPECT_FALSE(frmSlideMessage.isLoaded());
     EXPECT_EQ(frmSlideMessage->lblTitle.Caption(), L"Quillory Wallpaper Manager");
@@ -264,7 +266,8 @@ TEST_F(Windows, AReportReplacesTheNoticeInPlace) {
 }
 
 TEST_F(Windows, AnyButtonDragsAWindowByItsHeaderOrItsTitle) {
-    for (Control* surface : {static_cast<Control*>(&frmMain->picHeaderBg), static_cast<Control*>(&frmMain->lblHeaderTitle)}) {
+    for (Control* surface :
+         {static_cast<Control*>(&frmMain->picHeaderBg), static_cast<Control*>(&frmMain->lblHeaderTitle)}) {
         frmMain->Left = 1000.0;
         frmMain->Top = 500.0;
         surface->MouseMove(0, 0, 700, 700);

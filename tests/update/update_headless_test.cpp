@@ -32,7 +32,8 @@ protected:
         return {hash.begin(), hash.end()};
     }
     /// Lets the update run; true if the process ended.
-    static bool ends(const std::function<void()>& start, const std::function<bool()>& done = [] { return false; }) {
+    static bool ends(
+        const std::function<void()>& start, const std::function<bool()>& done = [] { return false; }) {
         try {
             start();
             testDesktop::pumpUntil(done);
@@ -71,7 +72,8 @@ TEST_F(Update, AsksAndTellsInThisOrder) {
     frmOptions->chkAutoUpdate.Value = 0;
     gAPI->apiForced = true;
     EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
-    EXPECT_THAT(titles(), testing::ElementsAre(L"Proceed with Update?", L"Auto-Update Starting", L"Update Downloaded Successfully"));
+    EXPECT_THAT(titles(), testing::ElementsAre(L"Proceed with Update?", L"Auto-Update Starting",
+                                               L"Update Downloaded Successfully"));
     EXPECT_TRUE(frmDownloading->Visible);
     EXPECT_EQ(headless::boxes[0].style, 36);
     EXPECT_EQ(headless::boxes[1].style, 64);
@@ -87,11 +89,16 @@ TEST_F(Update, ARefusalEndsTheProgram) {
 
 TEST_F(Update, OnlyAPlainArchiveFromTheTwoPlacesIsAccepted) {
     const std::wstring wrong[] = {
-        L"http://dl.velvetharbor.example/quillory/x.ZIP",   L"http://dl.velvetharbor.example/quillory/x.exe",
-        L"http://evil.example/quillory/x.zip",              L"HTTP://dl.velvetharbor.example/quillory/x.zip",
-        L"https://dl.velvetharbor.example/quillory/x.zip",  L"",
-        L"http://dl.velvetharbor.example/quillory/..\\x.zip", L"http://dl.velvetharbor.example/quillory/C:x.zip",
-        L"http://dl.velvetharbor.example/quillory/a..zip",  L"http://dl.velvetharbor.example/quillory/a\\b.zip",
+        L"http://dl.velvetharbor.example/quillory/x.ZIP",
+        L"http://dl.velvetharbor.example/quillory/x.exe",
+        L"http://evil.example/quillory/x.zip",
+        L"HTTP://dl.velvetharbor.example/quillory/x.zip",
+        L"https://dl.velvetharbor.example/quillory/x.zip",
+        L"",
+        L"http://dl.velvetharbor.example/quillory/..\\x.zip",
+        L"http://dl.velvetharbor.example/quillory/C:x.zip",
+        L"http://dl.velvetharbor.example/quillory/a..zip",
+        L"http://dl.velvetharbor.example/quillory/a\\b.zip",
     };
     for (const std::wstring& bad : wrong) {
         headless::boxes.clear();

@@ -4,7 +4,7 @@
 
 namespace {
 
-class Send : public ProgramTest {
+class Connection : public ProgramTest {
 protected:
     void SetUp() override {
         ProgramTest::SetUp();
@@ -16,8 +16,27 @@ protected:
     }
 };
 
+/// Wine has another word for a hang-up on an unread request.
+TEST_F(Connection, ABrokenConnectionIsToldOnlyToWhoIsWaiting) {
+    struct Case {
+        bool forced;
+        const wchar_t* notice;
+    };
+    for (const Case& c : {Case{false, L""}, Case{true, L"Network Error 10054!\r\nConnection reset by peer."}}) {
+        frmSlideMessage.discard();
+        getGalleries(); // connects
+        gAPI->apiForced = c.forced;
+        ASSERT_TRUE(testDesktop::pumpUntil([] { return frmMain->cboGallery.Enabled(); }));
+        gAPI->RotateWallpaper();
+        site().hangUp(); // on a request that it has not read: a reset
+        person::settle();
+        EXPECT_EQ(frmSlideMessage.isLoaded() ? frmSlideMessage->lblStatusMsg.Caption() : L"", c.notice);
+        EXPECT_FALSE(gAPI->apiNetworkOutage) << "no outage starts; the next request connects anew";
+    }
+}
+
 /// The socket's own report has closed it already when the sender looks: the watchdog is left to find out.
-TEST_F(Send, ARefusedSendIsToldOnlyToWhoIsWaiting) {
+TEST_F(Connection, ARefusedSendIsToldOnlyToWhoIsWaiting) {
     for (const bool forced : {false, true}) {
         gAPI->apiForced = forced;
         gTimers->Active_SockTimeout = false;
@@ -31,7 +50,7 @@ TEST_F(Send, ARefusedSendIsToldOnlyToWhoIsWaiting) {
     EXPECT_TRUE(headless::boxes.empty());
 }
 
-TEST_F(Send, ASocketThatStaysInErrorIsClosedAndShownAtTheLoginWindow) {
+TEST_F(Connection, ASocketThatStaysInErrorIsClosedAndShownAtTheLoginWindow) {
     for (const bool loggedIn : {true, false}) {
         gAPI->apiLoggedIn = loggedIn;
         headless::failNetworkCall(headless::NetworkCall::send, 1, 10055);
