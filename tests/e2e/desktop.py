@@ -1,0 +1,178 @@
+"""A Windows desktop to run Quillory on: a screen, a Wine prefix of the project's own, and the programs in it."""
+
+import fcntl
+import os
+import pathlib
+import shutil
+import subprocess
+import time
+
+from probe import Probe
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+BUILD = ROOT / "build"
+PROGRAM = BUILD / "win32" / "Quillory.exe"
+PROBE_SOURCE = ROOT / "tests" / "e2e" / "probe" / "probe.cpp"
+NAME = "Quillory"
+
+BOOT_SECONDS = 180
+END_SECONDS = 20
+
+
+class Desktop:
+    """Open from `with` to its end. Without a display given it brings a screen of its own, in memory.
+
+    A bare desktop shows its plain colour and not the wallpaper that an earlier run has left.
+    """
+
+    def __init__(self, size=(1280, 1024), display=None, dpi=96, bare=False):
+        self.size = size
+        self.dpi = dpi
+        self.display = display
+        self.bare = bare
+        self.probe = None
+        self.programs = []  # all that it has started, in the order of their end
+
+    def __enter__(self):
+        try:
+            self.prefix, self.lock = claim_prefix()
+            if not self.display:
+                self.open_screen()
+            self.environment = {
+                **os.environ,
+                "DISPLAY": self.display,
+                "WINEPREFIX": str(self.prefix),
+                "WINEARCH": "win32",
+                "WINEDEBUG": "-all",
+                # No question about browsers and runtimes that Wine could add, no entries in the person's own menu.
+                "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=",
+            }
+            self.boot()
+            return self
+        except BaseException:
+            self.__exit__()
+            raise
+
+    def __exit__(self, *_):
+        if hasattr(self, "environment"):
+            subprocess.run(["wineserver", "-k"], env=self.environment, timeout=END_SECONDS, check=False)
+        for program in self.programs:
+            end(program)
+        if hasattr(self, "lock"):
+            self.lock.close()
+
+    def open_screen(self):
+        read, write = os.pipe()
+        geometry = f"{self.size[0]}x{self.size[1]}x24"
+        screen = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", geometry, "-nolisten", "tcp"],
+            pass_fds=[write],
+            stderr=subprocess.DEVNULL,
+        )
+        self.programs.append(screen)
+        os.close(write)
+        with os.fdopen(read) as numbers:
+            number = numbers.readline().strip()  # the screen's end closes the pipe: this cannot wait for ever
+        if not number:
+            raise RuntimeError("Xvfb did not start")
+        self.display = f":{number}"
+
+    def boot(self):
+        ready = self.prefix / "ready"
+        if not ready.exists():
+            shutil.rmtree(self.prefix, ignore_errors=True)  # a start that was broken off may have left anything
+            self.prefix.mkdir()
+            # Without a display, since its own "please wait" window would stand outside the desktop.
+            self.wine("wineboot", "--init", seconds=BOOT_SECONDS, environment={**self.environment, "DISPLAY": ""})
+            subprocess.run(["wineserver", "-w"], env=self.environment, timeout=BOOT_SECONDS, check=True)
+            ready.touch()
+        exe = probe_program()
+        explorer = r"Software\Wine\Explorer"
+        for key, name, data in (
+            (explorer, "Desktop", NAME),
+            (explorer + r"\Desktops", NAME, f"{self.size[0]}x{self.size[1]}"),
+        ):
+            self.wine(exe, "write", key, name, "1", (data + "\0").encode().hex())
+        dpi = self.dpi.to_bytes(4, "little").hex()
+        self.wine(exe, "write", r"Control Panel\Desktop", "LogPixels", "4", dpi)
+        if self.bare:
+            self.wine(exe, "delete", r"Control Panel\Desktop", "Wallpaper")
+        listening = subprocess.Popen(
+            ["wine", exe], env=self.environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1,
+            encoding="utf-8",
+        )
+        self.programs.insert(0, listening)
+        self.probe = Probe(listening)
+        self.probe.ask("screen")  # answered as soon as the desktop stands
+
+    def wine(self, program, *arguments, seconds=60, environment=None):
+        """Runs a Windows program to its end and returns what it wrote."""
+        return subprocess.run(
+            ["wine", program, *map(str, arguments)], env=environment or self.environment, timeout=seconds, check=True,
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL, text=True,
+        ).stdout
+
+    def start(self, program, *arguments):
+        """Starts a Windows program on the desktop and goes on."""
+        started = subprocess.Popen(
+            ["wine", str(program), *arguments], env=self.environment, stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+        )
+        self.programs.insert(0, started)
+        return started
+
+    def path(self, windows_path):
+        """The place in the file system of a path as Windows programs write it."""
+        drive, rest = windows_path.split(":", 1)
+        return self.prefix / "dosdevices" / f"{drive.lower()}:" / rest.replace("\\", "/").lstrip("/")
+
+    def data_folder(self):
+        return self.path(self.probe.ask("appdata")) / "Quillory"
+
+
+def claim_prefix():
+    """A prefix that no other run is using, and the lock that says so for as long as it is held."""
+    for number in range(1, 10):
+        prefix = BUILD / ("wine" if number == 1 else f"wine-{number}")
+        BUILD.mkdir(exist_ok=True)
+        lock = prefix.with_suffix(".lock").open("w")
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            return prefix, lock
+        except BlockingIOError:
+            lock.close()
+    raise RuntimeError("nine runs at once are enough")
+
+
+def probe_program():
+    exe = BUILD / "probe" / "probe.exe"
+    if not exe.exists() or exe.stat().st_mtime < PROBE_SOURCE.stat().st_mtime:
+        exe.parent.mkdir(parents=True, exist_ok=True)
+        fresh = exe.with_suffix(f".{os.getpid()}")
+        subprocess.run(
+            ["i686-w64-mingw32-g++-posix", "-std=c++20", "-O1", "-DUNICODE", "-D_UNICODE", "-municode", "-static",
+             "-Wall", "-Wextra", "-o", fresh, PROBE_SOURCE, "-lgdi32", "-lshell32"],
+            check=True,
+        )  # fmt: skip
+        fresh.replace(exe)
+    return str(exe)
+
+
+def end(program):
+    if program.poll() is None:
+        program.terminate()
+        try:
+            program.wait(END_SECONDS)
+        except subprocess.TimeoutExpired:
+            program.kill()
+            program.wait()
+
+
+def until(check, what, seconds=15.0):
+    """Waits for a true answer, and returns it; tells what was missed when the time is over."""
+    deadline = time.monotonic() + seconds
+    while not (answer := check()):
+        if time.monotonic() > deadline:
+            raise AssertionError(f"not within {seconds:.0f} seconds: {what() if callable(what) else what}")
+        time.sleep(0.05)
+    return answer

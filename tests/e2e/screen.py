@@ -1,0 +1,63 @@
+"""What a person sees: the pixels of the screen."""
+
+from PIL import Image, ImageChops, ImageDraw, ImageGrab
+
+
+class Screen:
+    def __init__(self, desktop):
+        self.desktop = desktop
+
+    def look(self, path=None):
+        image = ImageGrab.grab(xdisplay=self.desktop.display).convert("RGB")
+        if path:
+            image.save(path)
+        return image
+
+    def desktop_shows(self, picture):
+        """The picture stands pixel for pixel wherever no window covers the desktop."""
+        windows = self.open_windows()
+        seen = self.look()
+        if windows != self.open_windows() or seen.size != picture.size:
+            return False
+        for image in (seen, picture := picture.copy()):
+            cover(image, windows)
+        return ImageChops.difference(seen, picture).getbbox() is None
+
+    def open_windows(self):
+        return [window for window in self.desktop.probe.windows() if window.visible]
+
+    def taskbar(self):
+        return next((window for window in self.open_windows() if window.cls == "Shell_TrayWnd"), None)
+
+    def tray_icon(self):
+        """The middle of the icon in the notification area, and its picture; None without an icon.
+
+        Icons are drawn from the right end of the taskbar, each in a square of the bar's height, and only Quillory has
+        one on this desktop.
+        """
+        bar = self.taskbar()
+        if not bar:
+            return None
+        left, top, width, height = bar.place
+        square = self.look().crop((left + width - height, top, left + width, top + height))
+        if len(square.getcolors(height * height)) < 5:
+            return None
+        return (left + width - height // 2, top + height // 2), square
+
+
+def cover(image, windows):
+    draw = ImageDraw.Draw(image)
+    for left, top, width, height in (window.place for window in windows):
+        if width and height:
+            draw.rectangle((left, top, left + width - 1, top + height - 1), fill=0)
+
+
+def furthest_difference(one, other):
+    """The largest difference of two pictures of one size in any channel of any pixel."""
+    return max(high for _, high in ImageChops.difference(one, other).getextrema())
+
+
+def stock_icon(desktop, name):
+    """A message box's icon as the system draws it."""
+    pixels = bytes.fromhex(desktop.probe.ask("icon", name))
+    return Image.frombytes("RGB", (32, 32), pixels, "raw", "BGRX")

@@ -1,0 +1,69 @@
+"""The stand-in site in this process, on the port and under the names that Quillory knows."""
+
+import io
+import re
+import sys
+
+from PIL import Image
+
+from desktop import ROOT, until
+
+sys.path.insert(0, str(ROOT / "harbor"))
+from harbor import DEFAULT_PICTURES, Harbor  # noqa: E402
+from images import scaled  # noqa: E402
+
+USER, PASSWORD = "alice", "velvet"
+PICTURES = DEFAULT_PICTURES
+
+
+class Service:
+    def __init__(self, pictures=PICTURES, **options):
+        self.harbor = Harbor(pictures=pictures, port=80, users={USER: PASSWORD}, **options)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.harbor.stop()
+
+    def forget(self):
+        """Starts a new page: withdraws all faults, and leaves out the requests so far from what asked() tells."""
+        self.harbor.faults.clear()
+        self.harbor.requests.clear()
+
+    def fault(self, on, times=None, **effects):
+        return self.harbor.fault(on, times, **effects)
+
+    def asked(self, kind):
+        """The answered requests of a kind: "api", "image", or a method of the API."""
+        return [
+            request
+            for request in list(self.harbor.requests)
+            if request.done and (request.kind == kind or method(request) == kind)
+        ]
+
+    def wait_for(self, kind, count=1, seconds=20):
+        """The requests of a kind, as soon as there are that many; the last of them alone for a count of 1."""
+        until(
+            lambda: len(self.asked(kind)) >= count,
+            lambda: f"{count} requests {kind}, but {[request.raw[:200] for request in self.harbor.requests]}",
+            seconds,
+        )
+        return self.asked(kind)[-1]
+
+    def served(self, request):
+        """The catalogue's entry and the bytes that an image request was answered with."""
+        asked = re.search(rb"/dl/inline/(\d+)/(\d+)x(\d+)/", request.raw)
+        number, width, height = map(int, asked.groups())
+        picture = self.harbor.catalogue.pictures[number]
+        return picture, scaled(picture.path, picture.format, (width, height))
+
+
+def method(request):
+    found = re.search(rb"&method=([\w.]+)", request.raw)
+    return found[1].decode() if found else ""
+
+
+def decoded(data):
+    """The pixels of an image file."""
+    return Image.open(io.BytesIO(data)).convert("RGB")
