@@ -93,7 +93,7 @@ def wine(part):
         part.run(*SITENET, PYTHON, "scripts/wine_suite.py", part.reports, minutes=15)
 
 
-def e2e(part, which="not long", minutes=20):
+def e2e(part, which="not long", minutes=25):
     if part.run("scripts/build", "win32", "Quillory", minutes=20):
         report = f"--junitxml={part.reports}/{part.name}.xml"
         part.run(*SITENET, *PYTEST, "tests/e2e", "-m", which, report, minutes=minutes)

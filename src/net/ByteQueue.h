@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
 
 /// A byte string that grows at its end and is used up from its front. Taking from the front moves nothing: what was
 /// taken stays in place until it is half of the whole, so any number of small takes costs no more than the bytes.
@@ -16,7 +15,7 @@ public:
     void append(std::string_view bytes) { data.append(bytes); }
 
     /// The first `count` bytes, which must be there.
-    std::string peek(std::size_t count) const { return data.substr(taken, count); }
+    void peek(std::size_t count, std::string& bytes) const { bytes.assign(data, taken, count); }
 
     void drop(std::size_t count) {
         taken += count;
@@ -28,21 +27,22 @@ public:
         }
     }
 
-    /// As peek and drop, without a copy when it is all.
-    std::string take(std::size_t count) {
-        std::string bytes;
+    /// As peek and drop, into a string whose storage is used again. When it is all there is, the two storages change
+    /// places and nothing is copied.
+    void take(std::size_t count, std::string& bytes) {
         if (taken == 0 && count == data.size()) {
-            bytes = std::move(data);
+            bytes.swap(data);
             clear();
         } else {
-            bytes = peek(count);
+            bytes.assign(data, taken, count);
             drop(count);
         }
-        return bytes;
     }
 
     void clear() {
-        data = {}; // gives the memory back
+        constexpr std::size_t worthKeeping = 256 * 1024; // more than one read brings
+        data.clear();
+        if (data.capacity() > worthKeeping) data.shrink_to_fit();
         taken = 0;
     }
 

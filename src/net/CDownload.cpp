@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "net/Events.h"
@@ -125,8 +126,9 @@ void CDownload::cmSocket_Connect() {
         const std::wstring host = GetHostFromUrl(address);
         cmSocket->SendData(L"GET " + GetPathFromUrl(address) +
                            L" HTTP/1.0\r\n"
-                           L"Accept: image/gif, image/x-xbitmap, image/jpeg, image/pjpeg, application/vnd.ms-powerpoint, "
-                           L"application/vnd.ms-excel, application/msword, application/x-shockwave-flash, */*\r\n"
+                           L"Accept: image/gif, image/x-xbitmap, image/jpeg, image/pjpeg, "
+                           L"application/vnd.ms-powerpoint, application/vnd.ms-excel, application/msword, "
+                           L"application/x-shockwave-flash, */*\r\n"
                            L"Referer: " +
                            host +
                            L"\r\n"
@@ -149,7 +151,7 @@ void CDownload::removeOldFile() const {
 
 void CDownload::cmSocket_DataArrival() {
     failing([this] {
-        Value data = std::string();
+        Value data = std::move(spare);
         cmSocket->GetData(data);
         std::string chunk = std::move(std::get<std::string>(data));
         if (!HeaderReceived) {
@@ -173,7 +175,9 @@ void CDownload::cmSocket_DataArrival() {
             raiseEvent(on.Starting, fileSize, std::string(HeaderBuffer)); // a handler may reset the object
         }
         appendToFile(chunk);
-        raiseEvent(on.DataArrival, static_cast<std::int32_t>(chunk.size()));
+        const auto length = static_cast<std::int32_t>(chunk.size());
+        spare = std::move(chunk);
+        raiseEvent(on.DataArrival, length);
     });
 }
 

@@ -11,8 +11,8 @@
 /// Fetches one URL into one local file over HTTP/1.0. The status of the answer is not looked at, and the end of the
 /// connection is the end of the download.
 ///
-/// All failures come as the event Error, after which the object is idle again; but for a failure to write an answer that
-/// ended without a header, which goes to the message loop's escape handler. A partial file stays.
+/// All failures come as the event Error, after which the object is idle again; but for a failure to write an answer
+/// that ended without a header, which goes to the message loop's escape handler. A partial file stays.
 class CDownload {
 public:
     struct Events {
@@ -76,4 +76,5 @@ private:
     bool HeaderReceived = false;
     std::int16_t FileNumber = 0;
     std::int32_t fileSize = 0;
+    std::string spare; // storage of the last chunk, for the next one
 };

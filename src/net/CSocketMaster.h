@@ -98,6 +98,7 @@ public:
 
     /// Fetches what was received as a value. The kind of `data` counts before `type`; an empty variable without a type
     /// becomes bytes. `maximum` limits text and bytes. A number that is not there in full leaves everything as it is.
+    /// Bytes use the storage again that the variable has.
     void GetData(Value& data, std::optional<std::int16_t> type = {}, const std::optional<Value>& maximum = {});
 
     /// As GetData, but the data stays.
@@ -132,7 +133,7 @@ private:
     void transfer(Value& data, bool peek, std::optional<std::int16_t> type, const std::optional<Value>& maximum,
                   const wchar_t* source);
     void RecvData(Value& data, bool peek, std::optional<std::int16_t> type, std::optional<std::int32_t> maximum);
-    std::string ReadBytes(std::int32_t length, bool peek, std::int32_t& code);
+    void ReadBytes(std::string& bytes, std::int32_t length, bool peek, std::int32_t& code);
     std::int32_t PendingDatagramSize() const;
     void DiscardDatagram();
 

@@ -140,8 +140,8 @@ void* CSocketMaster::AllocateMemory() {
     return lookupBuffer;
 }
 
-/// Forgets the block and frees nothing, on purpose: a lookup cannot be stopped, and one that ends late still writes into
-/// its block.
+/// Forgets the block and frees nothing, on purpose: a lookup cannot be stopped, and one that ends late still writes
+/// into its block.
 void CSocketMaster::FreeMemory() {
     if (lookupBufferHandle == 0) return;
     lookupBufferHandle = 0;

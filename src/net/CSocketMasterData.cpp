@@ -63,7 +63,8 @@ void CSocketMaster::SendBufferedData() {
 
 void CSocketMaster::SendBufferedDataUDP() {
     constexpr const wchar_t* source = L"CSocketMaster.SendBufferedDataUDP";
-    const std::string datagram = sendBuffer.take(sendBuffer.size());
+    std::string datagram;
+    sendBuffer.take(sendBuffer.size(), datagram);
     const BlockingAddress peer = GetAddressBlocking(remoteHost);
     if (peer.code == platform::wsa::addressFamilyNotSupported) raiseSocketError(peer.code, source);
     if (peer.code != 0) throw RunTimeError(socketErrors::invalidArgument, source, L"Invalid argument");
@@ -136,6 +137,7 @@ void CSocketMaster::RecvData(Value& data, bool peek, std::optional<std::int16_t>
     const std::int16_t present = typeOf(data);
     const std::int16_t wanted = present != types::empty ? present : type.value_or(types::bytes);
     std::int32_t code = 0;
+    std::string bytes;
     if (wanted == types::text || wanted == types::bytes) {
         const std::int32_t length = std::min(maximum.value_or(available), available);
         if (length == 0) {
@@ -148,7 +150,8 @@ void CSocketMaster::RecvData(Value& data, bool peek, std::optional<std::int16_t>
             DiscardDatagram();
             raiseSocketError(platform::wsa::messageTooLong, source);
         }
-        std::string bytes = ReadBytes(length, peek, code);
+        if (present == types::bytes) bytes = std::move(std::get<std::string>(data));
+        ReadBytes(bytes, length, peek, code);
         if (wanted == types::text) {
             data = platform::fromAnsi(bytes);
         } else {
@@ -158,20 +161,25 @@ void CSocketMaster::RecvData(Value& data, bool peek, std::optional<std::int16_t>
         const std::int32_t width = widthOf(wanted);
         if (width == 0) raiseSocketError(socketErrors::unsupportedType, source);
         if (available < width) return;
-        data = valueFrom(wanted, ReadBytes(width, peek, code));
+        ReadBytes(bytes, width, peek, code);
+        data = valueFrom(wanted, bytes);
     }
     if (code != 0) raiseSocketError(code, source);
 }
 
-std::string CSocketMaster::ReadBytes(std::int32_t length, bool peek, std::int32_t& code) {
+void CSocketMaster::ReadBytes(std::string& bytes, std::int32_t length, bool peek, std::int32_t& code) {
     const auto count = static_cast<std::size_t>(length);
-    if (!isUdp()) return peek ? recvBuffer.peek(count) : recvBuffer.take(count);
-    std::string bytes(count, '\0');
-    platform::SocketAddress from;
-    if (platform::recvfrom(handle, bytes.data(), length, peek ? platform::sockets::peek : 0, from) == -1)
-        code = platform::lastNetworkError();
-    ReadSockAddr(from);
-    return bytes;
+    if (isUdp()) {
+        bytes.assign(count, '\0');
+        platform::SocketAddress from;
+        if (platform::recvfrom(handle, bytes.data(), length, peek ? platform::sockets::peek : 0, from) == -1)
+            code = platform::lastNetworkError();
+        ReadSockAddr(from);
+    } else if (peek) {
+        recvBuffer.peek(count, bytes);
+    } else {
+        recvBuffer.take(count, bytes);
+    }
 }
 
 std::int32_t CSocketMaster::PendingDatagramSize() const {

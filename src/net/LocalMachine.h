@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-/// Names and addresses as the socket objects use them: the machine's own, and those looked up on the spot. These are the
-/// only calls of the network layer that wait, for as long as the platform's resolver takes.
+/// Names and addresses as the socket objects use them: the machine's own, and those looked up on the spot. These are
+/// the only calls of the network layer that wait, for as long as the platform's resolver takes.
 
 /// The machine's own name; raises the library's error with source "CSocketMaster.GetLocalHostName".
 std::string GetLocalHostName();

@@ -22,6 +22,8 @@ std::wstring textOf(std::int32_t number) {
 
 } // namespace
 
-void raiseSocketError(std::int32_t number, const wchar_t* source) { throw RunTimeError(number, source, textOf(number)); }
+void raiseSocketError(std::int32_t number, const wchar_t* source) {
+    throw RunTimeError(number, source, textOf(number));
+}
 
 void raiseLastError(const wchar_t* source) { raiseSocketError(platform::lastNetworkError(), source); }

@@ -39,8 +39,9 @@ template <class... Cases> Overloaded(Cases...) -> Overloaded<Cases...>;
 } // namespace
 
 std::int16_t typeOf(const Value& value) {
-    constexpr std::array codes{types::empty, types::int16, types::int32,   types::float32, types::float64, types::currency,
-                               types::date,  types::text,  types::boolean, types::byte,    types::bytes};
+    constexpr std::array codes{types::empty,    types::int16, types::int32, types::float32, types::float64,
+                               types::currency, types::date,  types::text,  types::boolean, types::byte,
+                               types::bytes};
     static_assert(codes.size() == std::variant_size_v<Value>);
     return codes[value.index()];
 }

@@ -19,8 +19,8 @@ struct Date {
 
 /// A variable of any kind that a socket can carry, or an empty one. Text is converted by the ANSI code page; a
 /// std::string is an array of bytes.
-using Value = std::variant<std::monostate, std::int16_t, std::int32_t, float, double, Currency, Date, std::wstring, bool,
-                           std::uint8_t, std::string>;
+using Value = std::variant<std::monostate, std::int16_t, std::int32_t, float, double, Currency, Date, std::wstring,
+                           bool, std::uint8_t, std::string>;
 
 /// The type codes of the kinds.
 namespace types {

@@ -50,8 +50,8 @@ CSocketMaster* OwnerTable::find(std::int32_t handle) const {
 
 namespace {
 
-/// The window's procedure: a message of the network library goes to the object that it is for, and one for a socket or a
-/// lookup that nobody has ends here.
+/// The window's procedure: a message of the network library goes to the object that it is for, and one for a socket or
+/// a lookup that nobody has ends here.
 std::int32_t dispatch(platform::WindowHandle window, std::uint32_t message, std::uint32_t wParam, std::int32_t lParam) {
     if (message != ResolveMessage && message != SocketMessage)
         return platform::callFormerProcedure(window, message, wParam, lParam);

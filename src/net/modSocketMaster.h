@@ -12,16 +12,16 @@
 
 class CSocketMaster;
 
-/// What all socket objects share: the start and end of the network library, the hidden window that its messages come to,
-/// and the tables that lead a message to its object. Used on the thread of the message loop alone.
+/// What all socket objects share: the start and end of the network library, the hidden window that its messages come
+/// to, and the tables that lead a message to its object. Used on the thread of the message loop alone.
 
 inline constexpr std::uint32_t ResolveMessage = 0x800; // a lookup has ended
 inline constexpr std::uint32_t SocketMessage = 0x801;  // a socket event
 inline constexpr std::int32_t SocketEventMask = 59;    // read, write, accept, connect, close
 inline constexpr std::int32_t LookupBufferSize = 1024;
 
-/// Handles and the objects that they belong to. An owner is named and not held: an object takes its own rows out. A free
-/// row holds -1 and is used again; rows are never moved, and the lowest one that matches counts.
+/// Handles and the objects that they belong to. An owner is named and not held: an object takes its own rows out. A
+/// free row holds -1 and is used again; rows are never moved, and the lowest one that matches counts.
 class OwnerTable {
 public:
     /// A handle that is met before a free row keeps its old owner.
@@ -52,8 +52,8 @@ extern platform::WindowHandle HookedWindow;
 extern OwnerTable LookupTable;
 extern OwnerTable SocketTable;
 
-/// Counts an object in, starting the network library for the first one. Answers 0 or raises the library's error; a start
-/// that failed is not tried again.
+/// Counts an object in, starting the network library for the first one. Answers 0 or raises the library's error; a
+/// start that failed is not tried again.
 std::int32_t InitiateProcesses();
 
 /// Counts an object out, ending the library after the last one. Answers 0 or raises the library's error.

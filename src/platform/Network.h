@@ -6,8 +6,8 @@
 
 #include "platform/Messages.h"
 
-/// The network as the Windows Sockets interface, version 1.1, tells it: non-blocking IPv4 sockets whose events arrive as
-/// messages of a hidden window. The functions bear the names of that interface and keep its results (-1 for a failed
+/// The network as the Windows Sockets interface, version 1.1, tells it: non-blocking IPv4 sockets whose events arrive
+/// as messages of a hidden window. The functions bear the names of that interface and keep its results (-1 for a failed
 /// call), its numbers and its error codes; what each promises is told there, and here only what is particular.
 ///
 /// Everything runs on the thread of the message loop. Unless told otherwise no call waits.
@@ -102,9 +102,9 @@ std::uint32_t inet_addr(const std::string& text);
 /// The four bytes of an address in decimal, with points between them.
 std::string inet_ntoa(std::uint32_t address);
 
-/// Makes the socket non-blocking and posts `message` to the window for each event in the mask: the socket in wParam, the
-/// event in the low word of lParam, an error code in its high word. An event is posted once and again only after the
-/// call that answers it: reading for `read`, accept for `accept`, a send that was refused with 10035 for `write`. A
+/// Makes the socket non-blocking and posts `message` to the window for each event in the mask: the socket in wParam,
+/// the event in the low word of lParam, an error code in its high word. An event is posted once and again only after
+/// the call that answers it: reading for `read`, accept for `accept`, a send that was refused with 10035 for `write`. A
 /// close is told once, when everything that came before it has been read.
 std::int32_t asyncSelect(std::int32_t socket, WindowHandle window, std::uint32_t message, std::int32_t mask);
 

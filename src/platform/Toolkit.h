@@ -37,14 +37,14 @@ struct Color {
 
 enum class Align { left, centre, right };
 
-/// How a text is drawn: the font is the system's user-interface font.
+/// How a text is drawn: in the system's user-interface font, wrapped at words.
 struct TextStyle {
     Color color{};
     double points = 9;
     bool semibold = false;
     bool underline = false;
     Align align = Align::left;
-    bool middle = false; // centred between top and bottom, on one line; otherwise from the top, wrapped at words
+    bool middle = false; // centred between top and bottom; otherwise from the top
 };
 
 /// Mouse pointers, by the numbers of the controls' property.
@@ -126,6 +126,7 @@ public:
     Frame(Parent parent, Place place, std::wstring caption, Color fill, Color edge);
     std::wstring Caption; // never drawn
     Color fill, edge;
+    bool roundTop = true; // otherwise only the lower corners are round, for what joins the panel from above
 };
 
 class TextBox : public Control {
@@ -204,6 +205,7 @@ struct FormDesign {
     bool closable = true;  // answers the system's close request
     Color background{};
     Color edge{};
+    Color text{}; // of fields, options and checks
 };
 
 enum class Modality { modeless, modal };

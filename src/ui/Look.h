@@ -15,11 +15,13 @@ inline constexpr Color quietInk{0x5F, 0x6B, 0x76};
 
 inline constexpr TextStyle body{.color = ink};
 inline constexpr TextStyle quiet{.color = quietInk};
+inline constexpr TextStyle caption{.color = ink, .middle = true}; // beside a field, or in the middle of a place
+inline constexpr TextStyle tip{.color = quietInk, .middle = true};
 inline constexpr TextStyle centred{.color = ink, .align = Align::centre};
 inline constexpr TextStyle heading{.color = ink, .points = 10.5, .semibold = true};
 inline constexpr TextStyle title{.color = paper, .points = 10.5, .semibold = true, .middle = true};
-inline constexpr TextStyle link{.color = water, .underline = true};
-inline constexpr TextStyle linkRight{.color = water, .underline = true, .align = Align::right};
+inline constexpr TextStyle link{.color = water, .underline = true, .middle = true};
+inline constexpr TextStyle linkRight{.color = water, .underline = true, .align = Align::right, .middle = true};
 inline constexpr TextStyle lampButton{.color = night, .semibold = true, .align = Align::centre, .middle = true};
 inline constexpr TextStyle quietButton{.color = ink, .align = Align::centre, .middle = true};
 inline constexpr TextStyle tab{.color = ink, .points = 10.5, .semibold = true, .middle = true};

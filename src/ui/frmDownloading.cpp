@@ -17,7 +17,8 @@ FrmDownloading::FrmDownloading()
             .inTaskbar = false,
             .closable = false,
             .background = look::paper,
-            .edge = look::water}) {
+            .edge = look::water,
+            .text = look::ink}) {
     showHand({&imgAbort});
     imgAbort.Click = [this] { imgAbort_Click(); };
 }

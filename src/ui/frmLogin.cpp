@@ -22,7 +22,8 @@ FrmLogin::FrmLogin()
             .width = 440,
             .height = 320,
             .background = look::paper,
-            .edge = look::water}) {
+            .edge = look::water,
+            .text = look::ink}) {
     showHand({&picLoginSubmit, &picNewAccount, &picCloseX});
     makeReachable({&picLoginSubmit, &picNewAccount});
     cmdLogin.Click = [this] { cmdLogin_Click(); };

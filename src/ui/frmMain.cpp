@@ -21,13 +21,15 @@ FrmMain::FrmMain()
             .width = 640,
             .height = 520,
             .background = look::paper,
-            .edge = look::water}) {
+            .edge = look::water,
+            .text = look::ink}) {
     for (std::size_t i = 0; i < picSourceTabs.size(); ++i) {
         picSourceTabs[i].Tag = L"U";
         picSourceTabs[i].captionInset = 56;
         picSourceTabs[i].Click = [this, i] { picSourceTabs_Click(static_cast<std::int16_t>(i)); };
         picSourceTabsAlt[i].Visible = false;
         frmSourceTabs[i].Visible = false;
+        frmSourceTabs[i].roundTop = false;
         showHand({&picSourceTabs[i]});
         makeReachable({&picSourceTabs[i]});
     }

@@ -40,16 +40,16 @@ struct FrmMain : Form {
         L"you like to use?",
         look::body};
     OptionButton optMemberFavorites{frmSourceTabs[0], {16, 58, 180, 20}, L"Favorite Wallpapers", true};
-    Label lblFavoriteWhere{frmSourceTabs[0], {204, 60, 380, 18}, std::wstring(MemberSiteUrl) + L"YOU/favorites/", look::link};
+    Label lblFavoriteWhere{frmSourceTabs[0], {204, 58, 364, 20}, std::wstring(MemberSiteUrl) + L"YOU/favorites/", look::link};
     OptionButton optMemberUploads{frmSourceTabs[0], {16, 86, 180, 20}, L"Uploaded Wallpapers"};
-    Label lblUploadedWhere{frmSourceTabs[0], {204, 88, 380, 18}, std::wstring(MemberSiteUrl) + L"YOU/favorites/", look::link};
+    Label lblUploadedWhere{frmSourceTabs[0], {204, 86, 364, 20}, std::wstring(MemberSiteUrl) + L"YOU/favorites/", look::link};
     TipBox imgMemberBg{frmSourceTabs[0], {16, 148, 568, 84}};
-    PictureBox imgMemberTabQuickTip{imgMemberBg, {12, 10, 24, 24}, "tip"};
-    Label lblMemberTabQuickTip{imgMemberBg, {48, 10, 508, 66},
+    PictureBox imgMemberTabQuickTip{imgMemberBg, {12, 30, 24, 24}, "tip"};
+    Label lblMemberTabQuickTip{imgMemberBg, {48, 8, 508, 68},
         L"The most common (and recommended) setting is to choose your own favorite wallpapers.  Then simply go to "
         L"VelvetHarbor, login, and when you find a wallpaper you like, add it to your favorites.  From then on, it'll be "
         L"in the pool of possible wallpapers for Quillory to use.",
-        look::quiet};
+        look::tip};
 
     // Wallpapers with a tag.
     Label lblTagTabInstructions{frmSourceTabs[1], {16, 14, 568, 50},
@@ -57,34 +57,34 @@ struct FrmMain : Form {
         L"more tags that interest you, enter them below seperated by commas and Quillory will rotate between backgrounds "
         L"marked with those tags.",
         look::body};
-    Label lblEnterTag{frmSourceTabs[1], {16, 77, 80, 18}, L"Tag Name:", look::body};
+    Label lblEnterTag{frmSourceTabs[1], {16, 74, 80, 24}, L"Tag Name:", look::caption};
     TextBox txtTagName{frmSourceTabs[1], {100, 74, 340, 24}};
     Label lblTagExamples{frmSourceTabs[1], {100, 104, 484, 18},
         L"Examples: Love, Amber Tully, Yankees, Golden Retriever, etc.", look::quiet};
     TipBox imgTagBg{frmSourceTabs[1], {16, 148, 568, 84}};
-    PictureBox imgTagQuickTip{imgTagBg, {12, 10, 24, 24}, "tip"};
-    Label lblTagTabQuickTip{imgTagBg, {48, 10, 508, 66},
+    PictureBox imgTagQuickTip{imgTagBg, {12, 30, 24, 24}, "tip"};
+    Label lblTagTabQuickTip{imgTagBg, {48, 8, 508, 68},
         L"If you're not seeing very many wallpapers in the rotation, try adding in a wildcard (*).  Foe example, dog* will "
         L"match dog, dogs, dog food, and anything else beginning with \"dog\".  B*ball will match both basketball and "
         L"baseball.  An asterick means \"any one or more characters here\".",
-        look::quiet};
+        look::tip};
 
     // A gallery and one of its categories.
     Label lblCategoryTabInstructions{frmSourceTabs[2], {16, 14, 568, 50},
         L"All wallpapers on Velvet Harbor are divided into galleries (broad) and categories (specific).  If you would like "
         L"Quillory to choose wallpapers from an entire gallery or category, choose it below.",
         look::body};
-    Label lblGallery{frmSourceTabs[2], {16, 73, 80, 18}, L"Gallery:", look::body};
+    Label lblGallery{frmSourceTabs[2], {16, 70, 80, 24}, L"Gallery:", look::caption};
     ComboBox cboGallery{frmSourceTabs[2], {100, 70, 280, 24}, {}, L"Loading..."};
-    Label lblCategory{frmSourceTabs[2], {16, 107, 80, 18}, L"Category:", look::body};
+    Label lblCategory{frmSourceTabs[2], {16, 104, 80, 24}, L"Category:", look::caption};
     ComboBox cboCategory{frmSourceTabs[2], {100, 104, 280, 24}, {}, L"Loading..."};
     TipBox imgCategoryBg{frmSourceTabs[2], {16, 148, 568, 84}};
-    PictureBox imgCategoryQuickTip{imgCategoryBg, {12, 10, 24, 24}, "tip"};
-    Label lblCategoryTabQuickTip{imgCategoryBg, {48, 10, 508, 66},
+    PictureBox imgCategoryQuickTip{imgCategoryBg, {12, 30, 24, 24}, "tip"};
+    Label lblCategoryTabQuickTip{imgCategoryBg, {48, 8, 508, 68},
         L"Selecting both the \"All Galleries\" and \"All Categories\" options will rotate through every wallpaper on the "
         L"entire Velvet Harbor website.  Selecting a gallery and the \"All Categories\" option for a category will rotate "
         L"between all wallpapers within that gallery.",
-        look::quiet};
+        look::tip};
 
     PictureBox picOptions{*this, {20, 468, 100, 36}, "button-quiet", L"Options", look::quietButton};
     PictureBox picExit{*this, {128, 468, 100, 36}, "button-quiet", L"Exit", look::quietButton};

@@ -18,7 +18,8 @@ FrmOptions::FrmOptions()
             .width = 560,
             .height = 560,
             .background = look::paper,
-            .edge = look::water}) {
+            .edge = look::water,
+            .text = look::ink}) {
     showHand({&picCancel, &picSave, &picCloseX, &lblLogout});
     makeReachable({&lblLogout, &picSave, &picCancel});
     picSave.Click = [this] { picSave_Click(); };

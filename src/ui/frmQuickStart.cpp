@@ -12,7 +12,8 @@ FrmQuickStart::FrmQuickStart()
             .height = 500,
             .startUp = StartUp::centreOwner,
             .background = look::paper,
-            .edge = look::water}) {
+            .edge = look::water,
+            .text = look::ink}) {
     showHand({&picClose, &picCloseX});
     makeReachable({&picClose});
     Activate = [this] { Form_Activate(); };

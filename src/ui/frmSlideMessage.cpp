@@ -17,7 +17,8 @@ FrmSlideMessage::FrmSlideMessage()
             .inTaskbar = false,
             .notice = true,
             .background = look::paper,
-            .edge = look::water}) {
+            .edge = look::water,
+            .text = look::ink}) {
     showHand({&picCloseX});
     tmrSlide.Timer = [this] { tmrSlide_Timer(); };
     picCloseX.Click = [this] { picCloseX_Click(); };

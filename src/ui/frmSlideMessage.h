@@ -12,7 +12,7 @@ struct FrmSlideMessage : Form {
     PictureBox imgMark{*this, {10, 8, 24, 24}, "mark"};
     Label lblTitle{*this, {42, 8, 336, 24}, L"Quillory Wallpaper Manager", look::title};
     PictureBox picCloseX{*this, {387, 10, 20, 20}, "close"};
-    Label lblStatusMsg{*this, {12, 44, 393, 76}, L"Loading...", look::body};
+    Label lblStatusMsg{*this, {12, 41, 393, 82}, L"Loading...", look::caption};
 
     TimerControl tmrSlide{*this, 2, true};
 

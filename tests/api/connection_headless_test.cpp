@@ -50,6 +50,32 @@ TEST_F(Connection, ARefusedSendIsToldOnlyToWhoIsWaiting) {
     EXPECT_TRUE(headless::boxes.empty());
 }
 
+TEST_F(Connection, WhatTheNetworkBreaksOffIsAnOutageUnattendedToo) {
+    gAPI->apiForced = false;
+    timerTick = 7;
+    headless::failNetworkCall(headless::NetworkCall::send, 1, 10053);
+    send();
+    EXPECT_TRUE(gAPI->apiNetworkOutage);
+    EXPECT_TRUE(gTimers->Active_NetworkRetry);
+    EXPECT_EQ(Start_NetworkRetry, 7);
+    EXPECT_EQ(frmSlideMessage->lblStatusMsg.Caption().substr(0, 33), L"Could not connect to VelvetHarbor");
+}
+
+/// Nobody has asked for a wallpaper yet: whether a person has typed the login or not, the watchdog has the word.
+TEST_F(Connection, AnErrorDuringALoginIsNotToldAsSuch) {
+    gAPI->apiLoggedIn = false;
+    for (const bool silent : {true, false}) {
+        gAPI->apiSilent = silent;
+        gAPI->apiForced = true;
+        headless::failNetworkCall(headless::NetworkCall::send, 1, 10055);
+        gAPI->APILogin();
+        EXPECT_FALSE(frmSlideMessage.isLoaded());
+        EXPECT_TRUE(headless::boxes.empty());
+        EXPECT_FALSE(gAPI->apiNetworkOutage);
+        EXPECT_TRUE(gTimers->Active_SockTimeout);
+    }
+}
+
 TEST_F(Connection, ASocketThatStaysInErrorIsClosedAndShownAtTheLoginWindow) {
     for (const bool loggedIn : {true, false}) {
         gAPI->apiLoggedIn = loggedIn;

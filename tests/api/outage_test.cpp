@@ -67,6 +67,42 @@ TEST_F(Outage, InTheSecondHalfOfAMinuteIsRetriedOnlyByTheUser) {
     EXPECT_TRUE(gTimers->Active_NetworkRetry);
 }
 
+TEST_F(Outage, EndedByTheUserIsRetriedOnceMore) {
+    loseTheSite(12);
+    frmSlideMessage.discard();
+    site().comeBack();
+    tick(10);
+    gAPI->apiForced = true;
+    gAPI->RotateWallpaper();
+    ASSERT_TRUE(testDesktop::pumpUntil([] { return setting(L"ActiveWallpaper") == L"4711"; }));
+    EXPECT_FALSE(gAPI->apiNetworkOutage);
+    while (timerTick <= 42) {
+        EXPECT_TRUE(gTimers->Active_NetworkRetry) << timerTick;
+        tick();
+    }
+    EXPECT_FALSE(gTimers->Active_NetworkRetry);
+    EXPECT_EQ(notice(), L"");
+    EXPECT_EQ(site().count("vh.auth.login"), 1u) << "the login holds";
+}
+
+TEST_F(Outage, IsNotNoticedWhereTheWatchdogSleeps) {
+    logIn();
+    site().stayMute("vh.wallpapers");
+    timerTick = 55;
+    gAPI->RotateWallpaper();
+    tick(180);
+    EXPECT_FALSE(gAPI->apiNetworkOutage);
+    EXPECT_EQ(notice(), L"");
+    gAPI->RotateWallpaper(); // at tick 55 again
+    tick(10);
+    ASSERT_EQ(timerTick, 5);
+    gAPI->RotateWallpaper();
+    tick(10);
+    EXPECT_FALSE(gAPI->apiNetworkOutage);
+    tick();
+    EXPECT_TRUE(gAPI->apiNetworkOutage);
+}
+
 TEST_F(Outage, AnyDataFromTheServiceEndsIt) {
     logIn();
     site().stayMute("vh.wallpapers");

@@ -1,5 +1,6 @@
 """A Windows desktop to run Quillory on: a screen, a Wine prefix of the project's own, and the programs in it."""
 
+import contextlib
 import fcntl
 import os
 import pathlib
@@ -12,7 +13,7 @@ from probe import Probe
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 BUILD = ROOT / "build"
 PROGRAM = BUILD / "win32" / "Quillory.exe"
-PROBE_SOURCE = ROOT / "tests" / "e2e" / "probe" / "probe.cpp"
+PROBE = ROOT / "tests" / "e2e" / "probe"
 NAME = "Quillory"
 
 BOOT_SECONDS = 180
@@ -30,12 +31,12 @@ class Desktop:
         self.dpi = dpi
         self.display = display
         self.bare = bare
-        self.probe = None
-        self.programs = []  # all that it has started, in the order of their end
 
     def __enter__(self):
-        try:
-            self.prefix, self.lock = claim_prefix()
+        with contextlib.ExitStack() as endings:
+            self.endings = endings
+            self.prefix, lock = claim_prefix()
+            endings.callback(lock.close)
             if not self.display:
                 self.open_screen()
             self.environment = {
@@ -47,19 +48,13 @@ class Desktop:
                 # No question about browsers and runtimes that Wine could add, no entries in the person's own menu.
                 "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=",
             }
+            endings.callback(subprocess.run, ["wineserver", "-k"], env=self.environment, timeout=END_SECONDS)
             self.boot()
-            return self
-        except BaseException:
-            self.__exit__()
-            raise
+            self.endings = endings.pop_all()
+        return self
 
     def __exit__(self, *_):
-        if hasattr(self, "environment"):
-            subprocess.run(["wineserver", "-k"], env=self.environment, timeout=END_SECONDS, check=False)
-        for program in self.programs:
-            end(program)
-        if hasattr(self, "lock"):
-            self.lock.close()
+        self.endings.close()
 
     def open_screen(self):
         read, write = os.pipe()
@@ -69,7 +64,7 @@ class Desktop:
             pass_fds=[write],
             stderr=subprocess.DEVNULL,
         )
-        self.programs.append(screen)
+        self.endings.callback(end, screen)
         os.close(write)
         with os.fdopen(read) as numbers:
             number = numbers.readline().strip()  # the screen's end closes the pipe: this cannot wait for ever
@@ -101,7 +96,7 @@ class Desktop:
             ["wine", exe], env=self.environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1,
             encoding="utf-8",
         )
-        self.programs.insert(0, listening)
+        self.endings.callback(end, listening)
         self.probe = Probe(listening)
         self.probe.ask("screen")  # answered as soon as the desktop stands
 
@@ -118,7 +113,7 @@ class Desktop:
             ["wine", str(program), *arguments], env=self.environment, stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
         )
-        self.programs.insert(0, started)
+        self.endings.callback(end, started)
         return started
 
     def path(self, windows_path):
@@ -146,12 +141,13 @@ def claim_prefix():
 
 def probe_program():
     exe = BUILD / "probe" / "probe.exe"
-    if not exe.exists() or exe.stat().st_mtime < PROBE_SOURCE.stat().st_mtime:
+    changed = max(source.stat().st_mtime for source in PROBE.iterdir())
+    if not exe.exists() or exe.stat().st_mtime < changed:
         exe.parent.mkdir(parents=True, exist_ok=True)
         fresh = exe.with_suffix(f".{os.getpid()}")
         subprocess.run(
             ["i686-w64-mingw32-g++-posix", "-std=c++20", "-O1", "-DUNICODE", "-D_UNICODE", "-municode", "-static",
-             "-Wall", "-Wextra", "-o", fresh, PROBE_SOURCE, "-lgdi32", "-lshell32"],
+             "-Wall", "-Wextra", "-o", fresh, PROBE / "probe.cpp", "-lgdi32", "-lshell32"],
             check=True,
         )  # fmt: skip
         fresh.replace(exe)

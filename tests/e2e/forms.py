@@ -12,7 +12,7 @@ UI = ROOT / "src" / "ui"
 PLACE = r"(\*this|[\w\[\]]+),\s*\{([-\d., ]+)\}"
 CONTROL = re.compile(r"^\s*\w+ (\w+)\{" + PLACE)
 ELEMENT = re.compile(r"^\s*\{" + PLACE)
-WINDOW = re.compile(r'\.caption = (?:\{\}|L"([^"]*)"),\s*\.width = (\d+)')
+WINDOW = re.compile(r'\.caption = (?:\{\}|L"([^"]*)"),\s*\.width = (\d+),\s*\.height = (\d+)')
 ARRAY = re.compile(r"^\s*std::array<\w+, \d+> (\w+)\{\{")
 
 
@@ -21,8 +21,8 @@ class FormDesign:
         self.name = name
         design = (UI / f"{name}.h").read_text()
         self.places = dict(read_places(design))
-        self.caption, width = WINDOW.search((UI / f"{name}.cpp").read_text()).groups(default="")
-        self.width = int(width)
+        self.caption, *size = WINDOW.search((UI / f"{name}.cpp").read_text()).groups(default="")
+        self.width, self.height = map(int, size)
 
     def place(self, control):
         """Left, top, width and height in the window, in design pixels."""

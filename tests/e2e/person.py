@@ -137,7 +137,10 @@ class Person:
             self.type(text)
         else:
             self.press("Delete")
-        until(lambda: self.field(name, control).text == text, lambda: f"{text!r} in {control}, not {self.field(name, control).text!r}")
+        until(
+            lambda: self.field(name, control).text == text,
+            lambda: f"{text!r} in {control}, not {self.field(name, control).text!r}",
+        )
 
     def choose(self, name, control, entry):
         """Picks an entry from a combo with the mouse: opens the list, then clicks the entry's line."""

@@ -30,10 +30,8 @@ class Registry:
 
     def values(self, key):
         """All values of a key below the current user's hive; empty for no such key."""
-        found = self.desktop.probe.ask("key", key)
-        return {
-            name: Value(value["type"], bytes.fromhex(value["data"])) for name, value in (found or {"values": {}})["values"].items()
-        }
+        found = self.desktop.probe.ask("key", key) or {"values": {}}
+        return {name: Value(value["type"], bytes.fromhex(value["data"])) for name, value in found["values"].items()}
 
     def settings(self, section):
         return self.values(f"{SOFTWARE}\\{section}")

@@ -6,14 +6,15 @@ import protocol
 import registry
 from desktop import PROGRAM, Desktop, until
 from person import Person
-from service import PASSWORD, USER, Service, decoded
+from service import PASSWORD, PICTURES, USER, Service, decoded
 
 WALLPAPER_SECONDS = 30  # of a rotation, most of which the site spends on scaling a large photograph
 
 
 class Stage:
-    def __init__(self, pictures=None, size=(1280, 1024), dpi=96):
-        self.service = Service(pictures) if pictures else Service()
+    def __init__(self, pictures=PICTURES, size=(1280, 1024), dpi=96, releases=None):
+        self.program = PROGRAM
+        self.service = Service(pictures, releases=releases)
         self.desktop = Desktop(size, dpi=dpi, bare=True)
 
     def __enter__(self):
@@ -46,7 +47,7 @@ class Stage:
         self.service.forget()
 
     def start(self):
-        return self.desktop.start(PROGRAM)
+        return self.desktop.start(self.program)
 
     def running(self):
         return self.probe.ask("processes", "Quillory.exe")

@@ -1,19 +1,20 @@
-"""Every window at the common density and at its double: seen whole, at its size, and kept in build/screens/."""
+"""Every window at the common density and at its double: whole, at its size, and kept in build/screens/ to be looked at."""
 
 import pytest
+from PIL import ImageStat
 
 from desktop import BUILD, until
 from forms import form
-from screen import furthest_difference
 from stage import Stage
 
 SCREENS = BUILD / "screens"
-SCREEN_SIZE = {96: (1280, 1024), 192: (1600, 1200)}
-SLOW = 20_000  # bytes a second: time to look around during a download
+SLOW = 40_000  # bytes a second: time to look around during a download
+HEADER = 40  # design pixels
+NIGHT, WATER, PAPER = (0x14, 0x21, 0x3D), (0x1F, 0x5A, 0x6E), (0xF7, 0xF3, 0xEA)
 
 
-class Gallery:
-    """Photographs windows, each with what stands on it and nothing of what stands around it."""
+class Album:
+    """Photographs of windows, each with what stands on it and nothing of what stands around it."""
 
     def __init__(self, stage):
         self.stage = stage
@@ -21,22 +22,87 @@ class Gallery:
         self.folder = SCREENS / str(stage.desktop.dpi)
         self.folder.mkdir(parents=True, exist_ok=True)
 
+    def keep(self, window, name):
+        left, top, width, height = window.place
+        picture = self.person.screen.look().crop((left, top, left + width, top + height))
+        picture.save(self.folder / f"{name}.png")
+        return picture
+
     def scaled(self, length):
         return round(length * self.stage.desktop.dpi / 96)
 
-    def keep(self, name, window):
-        left, top, width, height = window.place
-        seen = self.person.screen.look().crop((left, top, left + width, top + height))
-        seen.save(self.folder / f"{name}.png")
-        return seen
-
-    def form(self, name, as_name=None):
-        """A window of the program's, at its designed size, completely on the screen, with its header drawn."""
-        window = self.person.window(name)
+    def form(self, name, as_name=None, taller=0):
+        """A window of the program's: complete on the screen, with its edge, its header and its paper."""
         design = form(name)
-        width, height = (self.scaled(length) for length in (design.width, design.height))
-        assert window.place[2:] == (width, height), name
-        left, top = window.place[:2]
-        assert 0 <= left <= self.stage.desktop.size[0] - width and 0 <= top <= self.stage.desktop.size[1] - height
-        self.person.point(left + width // 2, top + 2)  # nothing is under the pointer
-        return self.keep(as_name or name, window)
+        size = [self.scaled(length) for length in (design.width, design.height + taller)]
+        window = until(
+            lambda: (seen := self.person.window(name)) and list(seen.place[2:]) == size and seen,
+            lambda: f"{name} of {size}, not {self.person.window(name).place}",
+        )
+        left, top, width, height = window.place
+        screen_width, screen_height = self.stage.desktop.size
+        assert 0 <= left <= screen_width - width and 0 <= top <= screen_height - height
+        picture = self.keep(window, as_name or name)
+        for corner in ((0, 0), (width - 1, 0), (0, height - 1), (width - 1, height - 1)):
+            assert picture.getpixel(corner) == WATER, f"the edge of {name} at {corner}"
+        middle = width - self.scaled(60)  # between title and close mark
+        assert near(picture.getpixel((middle, self.scaled(2))), NIGHT), f"the header of {name}"
+        assert not near(picture.getpixel((middle, self.scaled(HEADER) - 2)), PAPER), f"the header of {name}"
+        below = picture.crop((self.scaled(4), self.scaled(HEADER), self.scaled(8), height - self.scaled(4)))
+        if name != "frmMain":  # which has its logo there
+            assert all(near(colour, PAPER, 24) for _, colour in below.getcolors(100_000)), f"the paper of {name}"
+        assert min(ImageStat.Stat(picture).stddev) > 10, f"{name} is blank"
+        return picture
+
+
+def near(one, other, slack=12):
+    return all(abs(a - b) <= slack for a, b in zip(one, other))
+
+
+@pytest.mark.parametrize("dpi, size", [(96, (1280, 1024)), (192, (1600, 1200))])
+def test_the_windows(library, dpi, size):
+    with Stage(library, size, dpi) as stage:
+        stage.clean()
+        album, person = Album(stage), stage.person
+        stage.start()
+        person.window("frmLogin")
+        person.point(5, 5)
+        album.form("frmLogin")
+        person.click("frmLogin", "picCloseX")
+        box = person.box()
+        album.keep(box.window, "box")
+        person.answer(box, "No")
+
+        stage.log_in()
+        person.window("frmQuickStart")
+        album.form("frmQuickStart")
+        stage.close_guide()
+        stage.galleries_arrive()
+        tabs = []
+        for number, name in enumerate(("member", "tag", "category")):
+            person.click("frmMain", f"picSourceTabs[{number}]")
+            until(lambda: stage.account()["ActiveTab"].data == b"%d" % number, f"the tab {name}")
+            tabs.append(album.form("frmMain", f"frmMain-{name}"))
+        assert len({tab.tobytes() for tab in tabs}) == 3
+        person.click("frmMain", "picOptions")
+        person.window("frmOptions")
+        album.form("frmOptions")
+        person.click("frmOptions", "picCancel")
+
+        person.click("frmMain", "picSourceTabs[0]")
+        stage.service.fault("image", slow=SLOW)
+        person.click("frmMain", "picSave")
+        person.window("frmDownloading")
+        album.form("frmDownloading")
+        album.form("frmSlideMessage", taller=3)  # it rises by a little more than its height
+        person.gone("frmSlideMessage", 60)
+        for name in ("menu-busy", "menu"):
+            menu = person.tray_menu()
+            until(lambda: any(person.find_menu().place[2:]), "the menu in its size")
+            album.keep(person.find_menu() or menu, name)
+            person.mouse(5, 5)
+            until(lambda: not person.find_menu(), "the menu's end")
+            if person.find("frmDownloading"):
+                person.click("frmDownloading", "imgAbort")
+                person.gone("frmDownloading")
+        stage.end()

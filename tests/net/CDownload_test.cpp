@@ -34,7 +34,9 @@ protected:
             events.push_back("Starting " + std::to_string(FileSize));
             header = Header;
         };
-        download.on.DataArrival = [this](std::int32_t Bytes) { events.push_back("DataArrival " + std::to_string(Bytes)); };
+        download.on.DataArrival = [this](std::int32_t Bytes) {
+            events.push_back("DataArrival " + std::to_string(Bytes));
+        };
         download.on.Error = [this](std::int16_t Number, std::wstring& Description) {
             events.push_back("Error " + std::to_string(Number) + " " +
                              std::string(Description.begin(), Description.end()));
@@ -184,7 +186,8 @@ TEST_F(Download, TakesHostAndPathOutOfTheUrl) {
         std::string host;
     };
     for (const auto& [url, line, host] :
-         {Case{L"http://localhost", "GET / HTTP/1.0\r\n", "localhost"}, Case{L"localhost/", "GET / HTTP/1.0\r\n", "localhost"},
+         {Case{L"http://localhost", "GET / HTTP/1.0\r\n", "localhost"},
+          Case{L"localhost/", "GET / HTTP/1.0\r\n", "localhost"},
           Case{L"127.0.0.1/a//b", "GET /a//b HTTP/1.0\r\n", "127.0.0.1"}}) {
         const auto peer = started(url);
         EXPECT_THAT(request, StartsWith(line));

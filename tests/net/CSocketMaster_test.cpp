@@ -87,7 +87,8 @@ TEST_F(SocketObject, ConnectLooksAtItsPort) {
     const std::wstring source = L"CSocketMaster.Connect";
     for (const Value& port : {Value(0), Value(65536), Value(-1.0), Value(L"0"), Value(true)})
         expectRaise([&] { client->Connect(L"127.0.0.1", port); }, 40014, source, texts::outOfRange);
-    for (const Value& port : {Value(L"eighty"), Value(L""), Value(L"80 or so"), Value(std::string("80")), Value(Date{80})})
+    for (const Value& port :
+         {Value(L"eighty"), Value(L""), Value(L"80 or so"), Value(std::string("80")), Value(Date{80})})
         expectRaise([&] { client->Connect(L"127.0.0.1", port); }, 40018, source, texts::unsupported);
     EXPECT_EQ(client->State(), StateClosed);
     EXPECT_EQ(client->RemoteHost(), L"127.0.0.1") << "the host is taken before the port is looked at";
@@ -279,7 +280,8 @@ TEST_F(SocketObject, ThePeersCloseKeepsTheSocketAndWhatIsUnread) {
 
 TEST_F(SocketObject, EventsCountOnlyInTheirState) {
     using namespace platform;
-    const std::vector<std::int32_t> all{events::read, events::write, events::accept, events::connect, events::close, 4, 64};
+    const std::vector<std::int32_t> all{events::read,    events::write, events::accept,
+                                        events::connect, events::close, 4, 64};
     const auto expectIgnored = [&](const Watched& watched, std::vector<std::int32_t> ignored) {
         const std::int32_t state = watched->State();
         for (const std::int32_t event : ignored) {
@@ -311,7 +313,8 @@ TEST_F(SocketObject, EventsCountOnlyInTheirState) {
 TEST_F(SocketObject, AnErrorCodeIsReportedWithAnyEventInAnyState) {
     using namespace platform;
     const std::string error = "Error 10060 Connection timed out. CSocketMaster.PostSocket";
-    for (const std::int32_t event : {events::read, events::write, events::accept, events::connect, events::close, 128}) {
+    for (const std::int32_t event :
+         {events::read, events::write, events::accept, events::connect, events::close, 128}) {
         peers::Server server;
         Watched closed;
         deliver(closed, event, 10060);

@@ -29,7 +29,7 @@ protected:
     NetTest() {
 #ifndef _WIN32
         headless::resetNetwork();
-        headless::setHostError("nobody.invalid", 11001);
+        headless::useResolver(false);
 #endif
         platform::setEscapeHandler([this](std::exception_ptr error) {
             try {
@@ -84,7 +84,9 @@ struct Watched {
             request = id;
             events.push_back("ConnectionRequest");
         };
-        socket->on.DataArrival = [this](std::int32_t total) { events.push_back("DataArrival " + std::to_string(total)); };
+        socket->on.DataArrival = [this](std::int32_t total) {
+            events.push_back("DataArrival " + std::to_string(total));
+        };
         socket->on.Error = [this](std::int16_t Number, std::wstring& Description, std::int32_t Scode,
                                   const std::wstring& Source, const std::wstring& HelpFile, std::int32_t HelpContext,
                                   bool& CancelDisplay) {
@@ -92,8 +94,9 @@ struct Watched {
             EXPECT_EQ(HelpFile, L"");
             EXPECT_EQ(HelpContext, 0);
             EXPECT_TRUE(CancelDisplay);
-            events.push_back("Error " + std::to_string(Number) + " " + std::string(Description.begin(), Description.end()) +
-                             " " + std::string(Source.begin(), Source.end()));
+            events.push_back("Error " + std::to_string(Number) + " " +
+                             std::string(Description.begin(), Description.end()) + " " +
+                             std::string(Source.begin(), Source.end()));
         };
         socket->on.SendComplete = [this] { events.push_back("SendComplete"); };
         socket->on.SendProgress = [this](std::int32_t sent, std::int32_t remaining) {

@@ -10,6 +10,7 @@
 #else
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -88,7 +89,11 @@ protected:
 
 class Connection : public Socket {
 public:
-    using Socket::Socket;
+    /// Small pieces go out one by one, without waiting for what the other end says of the piece before.
+    explicit Connection(Handle owned) : Socket(owned) {
+        const int atOnce = 1;
+        ::setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&atOnce), sizeof atOnce);
+    }
 
     void send(const std::string& bytes) const {
         std::size_t done = 0;
@@ -143,7 +148,8 @@ public:
         const int reuse = 1;
         ::setsockopt(handle, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse), sizeof reuse);
         const sockaddr_in address = loopback(port);
-        if (::bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || ::listen(handle, 16) != 0)
+        if (::bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+            ::listen(handle, 16) != 0)
             throw std::runtime_error("the peer cannot listen on port " + std::to_string(port));
     }
 

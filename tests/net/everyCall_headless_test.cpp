@@ -5,8 +5,8 @@
 #include "platform/headless/Loop.h"
 #include "platform/headless/State.h"
 
-/// Each scenario with its first, second, third... platform call failing, until it has no more calls: nothing may leak or
-/// crash, every object must be in a state that it can be in, and must work again after CloseSck.
+/// Each scenario with its first, second, third... platform call failing, until it has no more calls: nothing may leak
+/// or crash, every object must be in a state that it can be in, and must work again after CloseSck.
 
 namespace {
 

@@ -97,7 +97,8 @@ TEST_F(Faults, OperationsThatTheLibraryRefusesRaise) {
              {NetworkCall::getsockname, 1, bind, L"CSocketMaster.BindInternal"},
              {NetworkCall::gethostname, 1, byAddress, L"CSocketMaster.GetLocalHostName"},
              {NetworkCall::gethostbyname, 1, byAddress, L"CSocketMaster.GetLocalIP"},
-             {NetworkCall::gethostname, 1, [](CSocketMaster& s) { s.LocalHostName(); }, L"CSocketMaster.GetLocalHostName"},
+             {NetworkCall::gethostname, 1, [](CSocketMaster& s) { s.LocalHostName(); },
+              L"CSocketMaster.GetLocalHostName"},
              {NetworkCall::gethostbyname, 1, [](CSocketMaster& s) { s.LocalIP(); }, L"CSocketMaster.GetLocalIP"},
              {NetworkCall::listen, 1, [](CSocketMaster& s) { s.Listen(); }, L"CSocketMaster.Listen"}}) {
         SCOPED_TRACE(testing::Message() << static_cast<int>(call) << " " << nth);
@@ -143,7 +144,8 @@ TEST_F(Faults, ALookupWithoutMemoryIsRaised) {
     for (const NetworkCall call : {NetworkCall::allocateMemory, NetworkCall::lockMemory}) {
         Watched client;
         fail(call, 0);
-        expectRaise([&] { client->Connect(L"localhost", 80); }, 7, L"CSocketMaster.ResolveIfHostname", L"Out of memory");
+        expectRaise([&] { client->Connect(L"localhost", 80); }, 7, L"CSocketMaster.ResolveIfHostname",
+                    L"Out of memory");
         EXPECT_EQ(client->State(), StateError);
         EXPECT_THAT(client.events, IsEmpty());
         expectWorks(client);

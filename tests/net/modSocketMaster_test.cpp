@@ -79,7 +79,8 @@ TEST_F(ModSocketMaster, MessagesForNobodyAndOtherMessagesReachNoObject) {
     EXPECT_THAT(watched.events, IsEmpty());
     EXPECT_EQ(watched->State(), StateOpen);
 
-    testDesktop::postMessage(MessageWindow, SocketMessage, static_cast<std::uint32_t>(watched->SocketHandle()), refusal);
+    testDesktop::postMessage(MessageWindow, SocketMessage, static_cast<std::uint32_t>(watched->SocketHandle()),
+                             refusal);
     platform::pumpMessages();
     EXPECT_EQ(watched->State(), StateError) << "what is for the object does reach it";
 }

@@ -87,6 +87,33 @@ TEST_F(Update, ARefusalEndsTheProgram) {
     EXPECT_THAT(headless::state.started, IsEmpty());
 }
 
+TEST_F(Update, ARetryAsksAndTellsNothingAgain) {
+    frmOptions->chkAutoUpdate.Value = 0;
+    gAPI->apiForced = true;
+    site().replies.insert(site().replies.begin(), {"113.zip HTTP", {{Service::fileAnswer("corrupt")}, true, 2}});
+    EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
+    EXPECT_THAT(titles(), testing::ElementsAre(L"Proceed with Update?", L"Auto-Update Starting",
+                                               L"Update Downloaded Successfully"));
+    EXPECT_EQ(site().count(".zip HTTP"), 3u);
+    EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), archive);
+    EXPECT_EQ(headless::state.started.size(), 1u);
+}
+
+TEST_F(Update, NoRotationStartsMeanwhile) {
+    site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
+    upgradeQuillory(link);
+    ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
+    for (const bool forced : {false, true}) {
+        gAPI->apiForced = forced;
+        gAPI->RotateWallpaper();
+        gAPI->DownloadAndChangeWallpaper(4711, L"late.jpg"); // an answer that was under way
+    }
+    person::settle();
+    EXPECT_EQ(site().count("vh.wallpapers"), 0u);
+    EXPECT_EQ(site().count("/dl/inline"), 0u);
+    EXPECT_EQ(gAPI->apiDownloadedBytes, 2) << "the update goes on";
+}
+
 TEST_F(Update, OnlyAPlainArchiveFromTheTwoPlacesIsAccepted) {
     const std::wstring wrong[] = {
         L"http://dl.velvetharbor.example/quillory/x.ZIP",
@@ -108,6 +135,8 @@ TEST_F(Update, OnlyAPlainArchiveFromTheTwoPlacesIsAccepted) {
         EXPECT_FALSE(gAPI->apiDownloadingUpdate) << "and the program runs on";
     }
     EXPECT_TRUE(ends([&] { upgradeQuillory(L"http://velvetharbor.example/quillory/dl/Quillory-1.0.113.zip"); }));
+    headless::answers = {1, 6}; // and confirmed
+    EXPECT_TRUE(ends([&] { upgradeQuillory(wrong[0]); }));
 }
 
 TEST_F(Update, ACorruptArchiveIsFetchedThreeTimes) {
@@ -174,13 +203,22 @@ TEST_F(Update, AnyOtherFailureOfTheTransferEndsTheProgram) {
 }
 
 TEST_F(Update, WithoutASizeOrAChecksumItStandsStillForGood) {
-    site().onFile("Quillory-1.0.113.zip.md5 ", "");
-    upgradeQuillory(link);
-    EXPECT_TRUE(testDesktop::pumpUntil([&] { return site().count(".md5 HTTP") == 1; }));
-    person::settle();
-    EXPECT_TRUE(gAPI->apiDownloadingUpdate);
-    EXPECT_THAT(titles(), IsEmpty());
-    EXPECT_EQ(site().count("vh.wallpapers"), 0u);
+    const std::pair<std::string, std::string> broken[] = {
+        {"113.zip.md5 HTTP", "HTTP/1.0 200 OK\r\n\r\n"},
+        {"113.zip HTTP", "HTTP/1.0 200 OK\r\n\r\n" + archive},
+    };
+    for (const auto& [request, answer] : broken) {
+        gAPI->apiForced = false;
+        gAPI->apiDownloadingUpdateMD5 = false;
+        site().replies.insert(site().replies.begin(), {request, {{answer}, true}});
+        upgradeQuillory(link);
+        ASSERT_TRUE(testDesktop::pumpUntil([&] { return site().count(request) > 0; }));
+        person::settle();
+        EXPECT_TRUE(gAPI->apiDownloadingUpdate) << request;
+        EXPECT_THAT(titles(), IsEmpty()) << request;
+        EXPECT_EQ(site().count("vh.wallpapers"), 0u) << request;
+        site().requests.clear();
+    }
 }
 
 } // namespace

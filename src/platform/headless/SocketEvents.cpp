@@ -21,6 +21,8 @@ Network network;
 
 namespace {
 
+constexpr std::int32_t hostNotFound = 11001;
+
 struct Fault {
     NetworkCall call;
     std::size_t nth; // counts down
@@ -157,7 +159,7 @@ Host askResolver(const std::string& name) {
     case EAI_AGAIN: return {11002, 0};
     case EAI_FAIL: return {11003, 0};
     case EAI_NODATA: return {11004, 0};
-    default: return {11001, 0};
+    default: return {hostNotFound, 0};
     }
     const Host host{0, reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr};
     ::freeaddrinfo(found);
@@ -168,7 +170,9 @@ Host askResolver(const std::string& name) {
 std::optional<Host> knownHost(const std::string& name) {
     if (auto found = network.hosts.find(name); found != network.hosts.end()) return found->second;
     if (name.empty() || name == "headless" || name == "localhost") return Host{0, htonl(INADDR_LOOPBACK)};
-    if (const std::uint32_t address = platform::inet_addr(name); address != platform::noAddress) return Host{0, address};
+    const std::uint32_t address = platform::inet_addr(name);
+    if (address != platform::noAddress) return Host{0, address};
+    if (!network.useResolver) return Host{hostNotFound, 0};
     return std::nullopt;
 }
 
@@ -186,8 +190,8 @@ bool tellEvents(int milliseconds) {
         if (socket.connectError != 0) milliseconds = 0;
     }
     if (watched.empty() && !awaitsLookup) return false;
-    // A lookup that ends meanwhile is told at the next turn: the wait is that short.
-    if (::poll(watched.data(), watched.size(), awaitsLookup ? std::min(milliseconds, 1) : milliseconds) < 0) return true;
+    if (awaitsLookup) milliseconds = std::min(milliseconds, 1); // if it ends meanwhile, the next turn tells of it
+    if (::poll(watched.data(), watched.size(), milliseconds) < 0) return true;
     for (std::size_t i = 0; i < watched.size(); ++i) {
         Socket& socket = network.sockets[handles[i]];
         if (watched[i].revents != 0 || (socket.connecting && socket.connectError != 0))
@@ -314,6 +318,8 @@ void setHost(const std::string& name, const std::string& address) {
 }
 
 void setHostError(const std::string& name, std::int32_t code) { network.hosts[name] = {code, 0}; }
+
+void useResolver(bool use) { network.useResolver = use; }
 
 void holdLookups(bool hold) { network.holdLookups = hold; }
 

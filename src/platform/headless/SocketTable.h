@@ -52,6 +52,7 @@ struct Network {
     std::map<std::int32_t, Socket> sockets; // handles are never used again, so a late message finds nobody
     std::map<std::int32_t, Lookup> lookups;
     std::map<std::string, Host> hosts;
+    bool useResolver = true;
     bool holdLookups = false;
     std::map<std::uint16_t, std::uint16_t> redirected;
 };

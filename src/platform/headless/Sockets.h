@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <string>
 
-/// The headless desktop's network as a test steers it. The sockets are the host's own; names, faults and one port can be
-/// chosen, so that a test needs neither a resolver nor a privilege. The machine is named "headless", at 127.0.0.1.
+/// The headless desktop's network as a test steers it. The sockets are the host's own; names, faults and one port can
+/// be chosen, so that a test needs neither a resolver nor a privilege. The machine is named "headless", at 127.0.0.1.
 namespace headless {
 
 enum class NetworkCall {
-    start, stop, socket, closesocket, connect, bind, listen, accept, send, sendto, recv, recvfrom, getsockopt, setsockopt,
-    pendingBytes, getpeername, getsockname, gethostname, gethostbyname, asyncSelect, asyncGetHostByName,
+    start, stop, socket, closesocket, connect, bind, listen, accept, send, sendto, recv, recvfrom, getsockopt,
+    setsockopt, pendingBytes, getpeername, getsockname, gethostname, gethostbyname, asyncSelect, asyncGetHostByName,
     lookup,         // the lookup itself: its message brings the error
     connection,     // the connection attempt itself: its message brings the error
     allocateMemory, lockMemory
@@ -41,6 +41,9 @@ void postSocketEvent(std::int32_t socket, std::int32_t event, std::int32_t code)
 /// Gives a name an address, or the error code that looking it up brings.
 void setHost(const std::string& name, const std::string& address);
 void setHostError(const std::string& name, std::int32_t code);
+
+/// While false, names that the test has not set do not exist; else the host's resolver is asked.
+void useResolver(bool use);
 
 /// While true, finished lookups wait with their messages.
 void holdLookups(bool hold);

@@ -1,4 +1,3 @@
-#define _WINSOCK_DEPRECATED_NO_WARNINGS
 #include "platform/Network.h"
 
 #include <winsock2.h>
@@ -9,8 +8,8 @@ static_assert(FD_READ == platform::events::read && FD_WRITE == platform::events:
               FD_ACCEPT == platform::events::accept && FD_CONNECT == platform::events::connect &&
               FD_CLOSE == platform::events::close);
 static_assert(SO_SNDBUF == platform::sockets::sendBufferSize && SO_RCVBUF == platform::sockets::receiveBufferSize &&
-              SO_MAX_MSG_SIZE == platform::sockets::maximumMessageSize && SO_BROADCAST == platform::sockets::broadcast &&
-              MSG_PEEK == platform::sockets::peek);
+              SO_MAX_MSG_SIZE == platform::sockets::maximumMessageSize &&
+              SO_BROADCAST == platform::sockets::broadcast && MSG_PEEK == platform::sockets::peek);
 
 namespace {
 

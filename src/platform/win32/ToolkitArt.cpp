@@ -200,15 +200,44 @@ const std::wstring& face(bool semibold) {
 
 } // namespace
 
-HFONT font(double points, bool semibold, bool underline) {
-    static std::map<std::tuple<double, bool, bool>, HFONT> fonts;
-    HFONT& made = fonts[{points, semibold, underline}];
+HFONT font(const TextStyle& style, int dpi) {
+    static std::map<std::tuple<long, bool, bool>, HFONT> fonts;
+    const long height = std::lround(style.points * dpi / 72);
+    HFONT& made = fonts[{height, style.semibold, style.underline}];
     if (!made)
-        made = CreateFontW(-static_cast<int>(std::lround(points * screenDpi() / 72)), 0, 0, 0,
-                           semibold ? FW_SEMIBOLD : FW_NORMAL, FALSE, underline, FALSE, DEFAULT_CHARSET,
-                           OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_DONTCARE,
-                           face(semibold).c_str());
+        made = CreateFontW(-static_cast<int>(height), 0, 0, 0, style.semibold ? FW_SEMIBOLD : FW_NORMAL, FALSE,
+                           style.underline, FALSE, DEFAULT_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS,
+                           DEFAULT_QUALITY, DEFAULT_PITCH | FF_DONTCARE, face(style.semibold).c_str());
     return made;
+}
+
+// Texts
+
+namespace {
+
+constexpr UINT wrapped = DT_NOPREFIX | DT_WORDBREAK;
+
+} // namespace
+
+SIZE textSize(const std::wstring& text, const TextStyle& style, int width, int dpi) {
+    RECT needed{0, 0, width, 0};
+    const HDC dc = CreateCompatibleDC(nullptr);
+    const HGDIOBJ former = SelectObject(dc, font(style, dpi));
+    DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &needed, wrapped | DT_CALCRECT);
+    SelectObject(dc, former);
+    DeleteDC(dc);
+    return {needed.right, needed.bottom};
+}
+
+void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style) {
+    if (text.empty()) return;
+    if (style.middle)
+        place.top += (place.bottom - place.top - textSize(text, style, place.right - place.left, screenDpi()).cy) / 2;
+    SelectObject(dc, font(style, screenDpi()));
+    SetTextColor(dc, colorRef(style.color));
+    SetBkMode(dc, TRANSPARENT);
+    const UINT align = style.align == Align::centre ? DT_CENTER : style.align == Align::right ? DT_RIGHT : DT_LEFT;
+    DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &place, wrapped | align);
 }
 
 HCURSOR pointer(std::int16_t number) {

@@ -47,8 +47,14 @@ private:
 /// process.
 const Surface* pictureSurface(const Picture& picture);
 
-/// The system's user-interface font; kept for the life of the process.
-HFONT font(double points, bool semibold, bool underline);
+/// The system's user-interface font at a density; kept for the life of the process.
+HFONT font(const TextStyle& style, int dpi);
+
+/// The size of a text that wraps at a width, in pixels: wider than that if one of its words is.
+SIZE textSize(const std::wstring& text, const TextStyle& style, int width, int dpi);
+
+/// Draws a text into its place.
+void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style);
 
 /// The pointer of that number; the arrow for one that is not known.
 HCURSOR pointer(std::int16_t number);

@@ -6,6 +6,7 @@
 #include <commctrl.h>
 #include <windowsx.h>
 
+#include "platform/Desktop.h"
 #include "platform/Input.h"
 #include "platform/ToolkitPeer.h"
 #include "platform/win32/ToolkitWindow.h"
@@ -160,7 +161,7 @@ void FormWindow::createNatives() {
                                          WS_CHILD | design.style, 0, 0, 0, 0, window, nullptr,
                                          GetModuleHandleW(nullptr), nullptr);
         SetWindowSubclass(native->window, nativeProcedure, 1, reinterpret_cast<DWORD_PTR>(native.get()));
-        SendMessageW(native->window, WM_SETFONT, reinterpret_cast<WPARAM>(font(TextStyle{}.points, false, false)), 0);
+        SendMessageW(native->window, WM_SETFONT, reinterpret_cast<WPARAM>(font({}, screenDpi())), 0);
         if (const auto* box = dynamic_cast<TextBox*>(control)) {
             native->edit = native->window;
             if (box->passwordChar) SendMessageW(native->window, EM_SETPASSWORDCHAR, box->passwordChar, 0);
@@ -365,6 +366,17 @@ void FormWindow::notified(HWND child, UINT code) {
     default:
         break;
     }
+}
+
+LRESULT FormWindow::drawNative(const NMHDR& notification) {
+    const Native* const native = nativeOf(notification.hwndFrom);
+    if (!native || notification.code != NM_CUSTOMDRAW) return 0;
+    const auto& job = reinterpret_cast<const NMCUSTOMDRAW&>(notification);
+    if (const auto* option = dynamic_cast<const OptionButton*>(&native->control))
+        return drawChoice(job, option->Caption, form.design.text, cues);
+    if (const auto* check = dynamic_cast<const CheckBox*>(&native->control))
+        return drawChoice(job, check->Caption, form.design.text, cues);
+    return CDRF_DODEFAULT;
 }
 
 void FormWindow::applyFocus() {

@@ -20,17 +20,6 @@ void fillRect(HDC dc, const RECT& rect, Color color) {
     FillRect(dc, &rect, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
 }
 
-void drawText(HDC dc, RECT rect, const std::wstring& text, const TextStyle& style) {
-    if (text.empty()) return;
-    UINT format = DT_NOPREFIX;
-    format |= style.align == Align::centre ? DT_CENTER : style.align == Align::right ? DT_RIGHT : DT_LEFT;
-    format |= style.middle ? DT_SINGLELINE | DT_VCENTER : DT_WORDBREAK;
-    SelectObject(dc, font(style.points, style.semibold, style.underline));
-    SetTextColor(dc, colorRef(style.color));
-    SetBkMode(dc, TRANSPARENT);
-    DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &rect, format);
-}
-
 void drawPicture(HDC dc, const RECT& rect, const PictureBox& box) {
     if (const Surface* picture = pictureSurface(box.Picture)) {
         const int width = std::min<int>(picture->width(), rect.right - rect.left);
@@ -42,6 +31,15 @@ void drawPicture(HDC dc, const RECT& rect, const PictureBox& box) {
     RECT captioned = rect;
     captioned.left += toPixels(box.captionInset);
     drawText(dc, captioned, box.Caption, box.style);
+}
+
+void drawFrame(Surface& onto, RECT rect, const Frame& frame, RECT clip) {
+    const int radius = toPixels(cornerRadius);
+    IntersectRect(&clip, &clip, &rect);
+    RECT top{rect.left, rect.top, rect.right, rect.top + edgeWidth()};
+    if (!frame.roundTop) rect.top -= radius; // the corners lie outside of the clip
+    draw(onto, {rect, radius + 0.0, edgeWidth() + 0.0, frame.edge, true, frame.fill}, clip);
+    if (!frame.roundTop) fillRect(onto.dc(), top, frame.edge);
 }
 
 void drawFocus(Surface& onto, RECT rect, Color color, const RECT& clip) {
@@ -79,6 +77,7 @@ void FormWindow::showCues() {
     if (cues) return;
     cues = true;
     SendMessageW(window, WM_CHANGEUISTATE, MAKEWPARAM(UIS_CLEAR, UISF_HIDEFOCUS | UISF_HIDEACCEL), 0);
+    RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ALLCHILDREN);
     moveRing();
 }
 
@@ -136,8 +135,7 @@ void FormWindow::redraw(const RECT& dirty) {
         const int unclipped = SaveDC(dc);
         IntersectClipRect(dc, rect.left, rect.top, rect.right, rect.bottom);
         if (const auto* frame = dynamic_cast<const Frame*>(control))
-            draw(buffer, {rect, toPixels(cornerRadius) + 0.0, edgeWidth() + 0.0, frame->edge, true, frame->fill},
-                 dirty);
+            drawFrame(buffer, rect, *frame, dirty);
         else if (const auto* label = dynamic_cast<const Label*>(control))
             drawText(dc, rect, label->Caption, label->style);
         else if (const auto* box = dynamic_cast<const PictureBox*>(control))

@@ -207,6 +207,14 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case WM_COMMAND:
         if (lParam != 0) notified(reinterpret_cast<HWND>(lParam), HIWORD(wParam));
         return 0;
+    case WM_NOTIFY:
+        return drawNative(*reinterpret_cast<const NMHDR*>(lParam));
+    case WM_CTLCOLOREDIT:
+    case WM_CTLCOLORLISTBOX: {
+        const LRESULT background = DefWindowProcW(window, message, wParam, lParam);
+        SetTextColor(reinterpret_cast<HDC>(wParam), colorRef(form.design.text));
+        return background;
+    }
     case WM_SETFOCUS:
         applyFocus();
         return 0;

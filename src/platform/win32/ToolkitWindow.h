@@ -9,6 +9,8 @@
 
 #include <windows.h>
 
+#include <commctrl.h>
+
 #include "platform/Toolkit.h"
 #include "platform/win32/ToolkitArt.h"
 
@@ -87,6 +89,7 @@ public:
     void applyFocus();    // gives the system's focus to the form's active control
     void followFocus();   // the person moved the system's focus
     void notified(HWND child, UINT code);
+    LRESULT drawNative(const NMHDR& notification);
     LRESULT handleNative(Native& native, HWND at, UINT message, WPARAM wParam, LPARAM lParam);
 
 private:
@@ -124,6 +127,13 @@ private:
 /// The procedure of an edit field, which puts its line in the middle of its height; the system leaves it at the top
 /// (ToolkitField.cpp).
 LRESULT fieldProcedure(HWND field, UINT message, WPARAM wParam, LPARAM lParam);
+
+/// Design pixels between the mark of an option or a check and its text.
+inline constexpr double choiceGap = 4;
+
+/// Draws an option or a check with the theme's own mark and the caption in a colour of the form's; the theme would have
+/// it black. `cues`: the focus is shown. The result is the notification's (ToolkitChoice.cpp).
+LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color color, bool cues);
 
 /// Null if the form or window is not, or no longer, of this program's forms.
 std::shared_ptr<FormWindow> windowOfForm(const Form& form);
