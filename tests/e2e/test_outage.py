@@ -261,19 +261,22 @@ def test_a_gateway_whose_page_is_xml_is_shown_as_it_is(stage):
 def test_the_services_errors_are_told_in_their_words(stage):
     stage.start_in_tray()
     fatal = "A fatal API error has occurred within Quillory.  "
-    for number, words in {
+    told = {
         901: "Your API Key has exceeded it's daily allocation.  This usually shouldn't happen in Quillory.  ",
         902: "An error has occurred [902]: This harbor was told to fail.  ",
         950: f"[950] {fatal}",
         951: f"[951] {fatal}",
-    }.items():
+    }
+    for count, (number, words) in enumerate(told.items(), 1):
         stage.service.fault(FAVORITES, times=1, error=number)
         stage.force()
+        stage.service.wait_for(FAVORITES, count)
         lettering.notice(stage, words + CONTACT)
         lettering.close_notice(stage)
     body = "<error>\n<number>1</number>\n<description></description>\n</error>\n"
     stage.service.fault(FAVORITES, times=1, body=body)
     stage.force()
+    stage.service.wait_for(FAVORITES, len(told) + 1)
     lettering.notice(stage, "An error has occurred [1]: .  " + CONTACT)
     lettering.close_notice(stage)
     assert stage.service.asked("image") == []
