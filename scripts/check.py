@@ -5,7 +5,7 @@ usage: ./test [native|wine|e2e|long]
 Without a word: everything but what takes its time.
   native   the suite on the headless desktop, with sanitizers, and the tests of the stand-in site
   wine     the same suite, built for Windows, under Wine
-  e2e      the shipped program on a Wine desktop, and the tour
+  e2e      the shipped program on a Wine desktop, the tour, the release's files, and downloads from other servers
   long     everything, and what takes its time
 """
 
@@ -93,14 +93,25 @@ def wine(part):
         part.run(*SITENET, PYTHON, "scripts/wine_suite.py", part.reports, minutes=15)
 
 
-def e2e(part, which="not long", minutes=25):
+def peers(part):
+    report = f"--junitxml={part.reports}/peers.xml"
+    part.run(*SITENET, *PYTEST, "tests/peers", "-m", "not long", report, minutes=10)
+
+
+def release(part):
+    if part.run("scripts/build", "win32", minutes=20):
+        report = f"--junitxml={part.reports}/release.xml"
+        part.run(*SITENET, *PYTEST, "tests/updater", "-m", "not long", report, minutes=15)
+
+
+def e2e(part, which="not long", folders=("tests/e2e",), minutes=40):
     if part.run("scripts/build", "win32", "Quillory", minutes=20):
         report = f"--junitxml={part.reports}/{part.name}.xml"
-        part.run(*SITENET, *PYTEST, "tests/e2e", "-m", which, report, minutes=minutes)
+        part.run(*SITENET, *PYTEST, *folders, "-m", which, report, minutes=minutes)
 
 
 def long(part):
-    e2e(part, "long", minutes=40)
+    e2e(part, "long", ("tests/e2e", "tests/updater", "tests/peers"), minutes=60)
 
 
 def tour(part):
@@ -108,14 +119,20 @@ def tour(part):
         part.run(*SITENET, PYTHON, "tests/e2e/tour.py", f"--report={part.reports}/tour.xml", minutes=10)
 
 
-GROUPS = {"build": [native, wine, e2e, tour, long], "site": [harbor, e2e, tour, long], "test": [harbor, e2e, long]}
-WINE_PARTS = [wine, e2e, tour, long]
+GROUPS = {
+    "build": [native, wine, peers, release, e2e, tour, long],
+    "site": [harbor, e2e, tour, long],
+    "test": [harbor, peers, release, e2e, long],
+    "release": [release, e2e, long],
+    "peers": [peers, long],
+}
+WINE_PARTS = [wine, peers, release, e2e, tour, long]
 CHOICES = {
-    "": [native, harbor, wine, e2e, tour],
+    "": [native, harbor, wine, peers, release, e2e, tour],
     "native": [native, harbor],
     "wine": [wine],
-    "e2e": [e2e, tour],
-    "long": [native, harbor, wine, e2e, tour, long],
+    "e2e": [peers, release, e2e, tour],
+    "long": [native, harbor, wine, peers, release, e2e, tour, long],
 }
 
 

@@ -7,7 +7,7 @@ namespace updater {
 
 /// The program's folder, as far as an update touches it. Paths are relative to it, with "/" between folders. A call
 /// that cannot do its work throws std::system_error, and what it was to change may then be half done, but for
-/// replace().
+/// replaceFile().
 class Disk {
 public:
     virtual ~Disk() = default;

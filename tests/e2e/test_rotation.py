@@ -53,7 +53,7 @@ def test_a_forced_download_shows_its_progress_and_can_be_aborted(stage):
     stage.start_in_tray()
     stage.force()
     before = stage.rotation()
-    stage.service.fault("image", times=1, slow=200_000)
+    stage.service.fault("image", times=1, slow=5_000)
     stage.force()
     window = stage.person.window("frmDownloading")
     left, top, width, height = window.place

@@ -1,10 +1,11 @@
 #include "program/ProgramTest.h"
 
+#include "program/Program.h"
 #include "ui/modSysTray.h"
 
-namespace {
+namespace program {
 
-void forgetEverything() {
+void forget() {
     person::forgetWhatIsDue();
     frmSlideMessage.discard();
     frmDownloading.discard();
@@ -26,18 +27,20 @@ void forgetEverything() {
     gTrayIcon = {};
 }
 
-} // namespace
-
-void ProgramTest::SetUp() {
-    forgetEverything();
+void start() {
+    forget();
     person::later([] { frmLogin->Hide(); });
     frmMain.Load();
     frmMain->tmrMain.Enabled = false;
 }
 
+} // namespace program
+
+void ProgramTest::SetUp() { program::start(); }
+
 void ProgramTest::TearDown() {
     service.reset();
-    forgetEverything();
+    program::forget();
 }
 
 Service& ProgramTest::site() {

@@ -11,7 +11,7 @@ import pytest
 from desktop import ROOT, until
 from person import Person
 
-VERSION = "9.8.7"
+VERSION = "1.0.113"
 SYSTEM_LIBRARIES = {
     "advapi32", "comctl32", "gdi32", "kernel32", "msimg32", "msvcrt", "ole32", "oleaut32", "shell32", "user32",
     "uxtheme", "windowscodecs", "ws2_32", "wsock32",
