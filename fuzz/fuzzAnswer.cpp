@@ -30,16 +30,24 @@ std::vector<std::string> answerPieces(const std::uint8_t* data, std::size_t size
     return pieces;
 }
 
-/// A person who closes the guide that a login opens: its modal loop would wait for ever.
-void closeGuides() {
-    [[maybe_unused]] static const bool added = [] {
-        headless::addMessageSource([](int) {
-            if (frmQuickStart.isLoaded()) headless::post([] { frmQuickStart.Unload(); });
+/// While it lives, somebody closes the guide that a login opens: its modal loop would wait for ever.
+class GuideCloser {
+public:
+    GuideCloser() {
+        [[maybe_unused]] static const bool added = [] {
+            headless::addMessageSource([](int) {
+                if (present && frmQuickStart.isLoaded()) headless::post([] { frmQuickStart.Unload(); });
+                return present;
+            });
             return true;
-        });
-        return true;
-    }();
-}
+        }();
+        present = true;
+    }
+    ~GuideCloser() { present = false; }
+
+private:
+    static inline bool present = false;
+};
 
 /// Asks for the gallery tree and lets the answer come in whole.
 void ask(Service& site) {
@@ -54,7 +62,7 @@ void ask(Service& site) {
 void fuzzAnswer(const std::uint8_t* data, std::size_t size) {
     headless::reset();
     program::start();
-    closeGuides();
+    const GuideCloser somebody;
     {
         Service site;
         site.replies = {{"method=vh.getGalleries", {answerPieces(data, size)}}};
