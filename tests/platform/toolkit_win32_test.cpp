@@ -109,6 +109,16 @@ TEST_F(Win32Toolkit, TheMouseUpOfACheckBoxComesAfterItsValueAndClick) {
     EXPECT_FALSE(IsWindow(button));
 }
 
+TEST_F(Win32Toolkit, TheSecondOfTwoQuickClicksCountsToo) {
+    form->check.Click = [&] { events.push_back("click " + std::to_string(form->check.Value)); };
+    const HWND button = native(form->check);
+    click(button);
+    SendMessageW(button, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(5, 5));
+    SendMessageW(button, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
+    platform::pumpMessages();
+    EXPECT_THAT(events, ElementsAre("click 1", "click 0"));
+}
+
 TEST_F(Win32Toolkit, KeysCannotChangeALockedComboButChooseFromItsList) {
     form->combo.KeyDown = [this] { form->combo.Locked = true; };
     form->combo.KeyUp = [this] { form->combo.Locked = false; };

@@ -125,6 +125,8 @@ LRESULT FormWindow::handleNative(Native& native, HWND at, UINT message, WPARAM w
                                                        GET_Y_LPARAM(lParam) + toPixels(place.y)));
     };
 
+    // The second of two quick clicks on a button is a click like the first.
+    if (message == WM_LBUTTONDBLCLK && !native.edit) message = WM_LBUTTONDOWN;
     if (const std::int16_t button = buttonPressedBy(message); button && !combo) raise(control.MouseDown, button);
     if (message == WM_MOUSEMOVE && !combo) raise(control.MouseMove, buttonMask(wParam));
     if (inEdit) {
