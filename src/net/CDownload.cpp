@@ -1,10 +1,8 @@
 #include "net/CDownload.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <limits>
 
+#include "core/Numbers.h"
 #include "net/Events.h"
 #include "platform/Files.h"
 #include "platform/RunTimeError.h"
@@ -47,15 +45,6 @@ std::string GetHeaderValue(const std::string& header, const std::string& name) {
     const auto start = static_cast<std::size_t>(found - header.begin()) + name.size() + 1; // one for the colon
     if (start > header.size()) return {};
     return trimmed(header.substr(start, header.find("\r\n", start) - start));
-}
-
-/// The number that a text begins with, 0 if there is none, rounded half to even.
-std::int32_t leadingNumber(const std::string& text) {
-    const auto end = std::min(text.find_first_not_of("0123456789+-."), text.size());
-    const double number = std::nearbyint(std::strtod(text.substr(0, end).c_str(), nullptr));
-    using Limits = std::numeric_limits<std::int32_t>;
-    if (number < Limits::min() || number > Limits::max()) throw RunTimeError(errors::overflow);
-    return static_cast<std::int32_t>(number);
 }
 
 } // namespace
@@ -171,7 +160,7 @@ void CDownload::cmSocket_DataArrival() {
                     return;
                 }
             }
-            fileSize = leadingNumber(GetHeaderValue(HeaderBuffer, "Content-Length"));
+            fileSize = toLong(Val(platform::fromAnsi(GetHeaderValue(HeaderBuffer, "Content-Length"))));
             raiseEvent(on.Starting, fileSize, std::string(HeaderBuffer)); // a handler may reset the object
         }
         appendToFile(chunk);

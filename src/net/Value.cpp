@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstring>
-#include <cwchar>
 #include <type_traits>
 
+#include "core/Numbers.h"
 #include "platform/Text.h"
 
 namespace {
@@ -20,17 +20,6 @@ template <class T> T fromRaw(const std::string& bytes) {
     T value{};
     std::memcpy(&value, bytes.data(), sizeof value);
     return value;
-}
-
-std::optional<double> numberOfText(const std::wstring& text) {
-    // wcstod would also take hexadecimal numbers, infinities and half a text.
-    if (text.empty() || text.find_first_not_of(L"0123456789+-.eE ") != std::wstring::npos) return std::nullopt;
-    wchar_t* end = nullptr;
-    const double number = std::wcstod(text.c_str(), &end);
-    if (end == text.c_str()) return std::nullopt;
-    if (text.find_first_not_of(L' ', static_cast<std::size_t>(end - text.c_str())) != std::wstring::npos)
-        return std::nullopt;
-    return number;
 }
 
 template <class... Cases> struct Overloaded : Cases... { using Cases::operator()...; };
@@ -51,7 +40,9 @@ std::optional<double> numberOf(const Value& value) {
                                      return static_cast<double>(amount.tenThousandths) / 10000;
                                  },
                                  [](bool flag) -> std::optional<double> { return flag ? -1 : 0; },
-                                 [](const std::wstring& text) { return numberOfText(text); },
+                                 [](const std::wstring& text) {
+                                     return isNumeric(text) ? std::optional(toDouble(text)) : std::nullopt;
+                                 },
                                  [](const auto& other) -> std::optional<double> {
                                      if constexpr (std::is_arithmetic_v<std::decay_t<decltype(other)>>) return other;
                                      return std::nullopt;

@@ -3,17 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "platform/RunTimeError.h"
+#include "support/RaisedNumber.h"
 
 namespace {
-
-std::int32_t numberRaised(const std::function<void()>& body) {
-    try {
-        body();
-    } catch (const RunTimeError& error) {
-        return error.Number;
-    }
-    return 0;
-}
 
 TEST(Numbers, ConversionRoundsHalvesToTheEvenNeighbour) {
     const std::pair<double, std::int32_t> cases[] = {{2.5, 2}, {3.5, 4},     {-2.5, -2}, {-3.5, -4}, {0.5, 0},
@@ -31,13 +23,13 @@ TEST(Numbers, TextsAreNumericOnlyAsAWhole) {
 }
 
 TEST(Numbers, ConversionsRaiseTypeMismatchAndOverflow) {
-    EXPECT_EQ(numberRaised([] { (void)toInteger(L"x"); }), 13);
-    EXPECT_EQ(numberRaised([] { (void)toLong(L""); }), 13);
-    EXPECT_EQ(numberRaised([] { (void)toInteger(L"32768"); }), 6);
+    EXPECT_EQ(numberRaisedBy([] { (void)toInteger(L"x"); }), 13);
+    EXPECT_EQ(numberRaisedBy([] { (void)toLong(L""); }), 13);
+    EXPECT_EQ(numberRaisedBy([] { (void)toInteger(L"32768"); }), 6);
     EXPECT_EQ(toInteger(L"-32768"), -32768);
-    EXPECT_EQ(numberRaised([] { (void)toLong(L"2147483647.5"); }), 6);
+    EXPECT_EQ(numberRaisedBy([] { (void)toLong(L"2147483647.5"); }), 6);
     EXPECT_EQ(toLong(L"2147483647.4"), 2147483647);
-    EXPECT_EQ(numberRaised([] { (void)toDouble(L"1e999"); }), 6);
+    EXPECT_EQ(numberRaisedBy([] { (void)toDouble(L"1e999"); }), 6);
 }
 
 TEST(Numbers, ValTakesTheLeadingNumber) {

@@ -1,6 +1,7 @@
 #include "program/ProgramTest.h"
 
 #include "platform/Registry.h"
+#include "support/RaisedNumber.h"
 
 namespace {
 
@@ -9,14 +10,6 @@ protected:
     void SetUp() override {
         ProgramTest::SetUp();
         gAPI->apiUsername = L"alice";
-    }
-    static std::int32_t errorOf(const std::function<void()>& body) {
-        try {
-            body();
-        } catch (const RunTimeError& error) {
-            return error.Number;
-        }
-        return 0;
     }
 };
 
@@ -66,7 +59,7 @@ TEST_F(LiveOptions, NonsenseInTheStoreIsAnErrorOfTheReader) {
     for (const Case& c : cases) {
         const std::wstring before = getAccountSetting(c.key, L"1");
         saveAccountSetting(c.key, c.value);
-        EXPECT_EQ(errorOf([] { frmOptions->loadOptions(); }), c.error) << c.key << c.value;
+        EXPECT_EQ(numberRaisedBy([] { frmOptions->loadOptions(); }), c.error) << c.key << c.value;
         saveAccountSetting(c.key, before);
     }
     saveAccountSetting(L"Method", L"randomize");

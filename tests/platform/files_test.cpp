@@ -6,19 +6,11 @@
 #include "platform/Files.h"
 #include "platform/RunTimeError.h"
 #include "support/TestDesktop.h"
+#include "support/RaisedNumber.h"
 
 using namespace platform;
 
 namespace {
-
-std::int32_t numberRaisedBy(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const RunTimeError& error) {
-        return error.Number;
-    }
-    return 0;
-}
 
 class FilesTest : public testing::Test {
 protected:

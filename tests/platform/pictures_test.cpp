@@ -8,6 +8,7 @@
 #include "platform/Pictures.h"
 #include "platform/RunTimeError.h"
 #include "support/TestDesktop.h"
+#include "support/RaisedNumber.h"
 
 using namespace platform;
 
@@ -61,15 +62,6 @@ Bgr at(const Picture& picture, std::int32_t x, std::int32_t y) {
     const auto start = static_cast<std::size_t>((y * picture.pixels->width + x) * 3);
     const auto& bgr = picture.pixels->bgr;
     return {bgr.at(start), bgr.at(start + 1), bgr.at(start + 2)};
-}
-
-std::int32_t numberRaisedBy(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const RunTimeError& error) {
-        return error.Number;
-    }
-    return 0;
 }
 
 class PicturesTest : public testing::Test {
