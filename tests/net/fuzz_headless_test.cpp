@@ -1,25 +1,11 @@
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "../../fuzz/fuzzDownload.cpp"
 #include "NetTest.h"
+#include "support/headless/Corpus.h"
 
 /// The kept inputs of the fuzzers, once each.
 
 namespace {
 
-TEST(Fuzz, TheKeptAnswersOfDownloads) {
-    const auto corpus = std::filesystem::path(__FILE__).parent_path() / "../../fuzz/corpus/download";
-    int inputs = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
-        SCOPED_TRACE(entry.path().filename().string());
-        std::ifstream stream(entry.path(), std::ios::binary);
-        const std::vector<char> input{std::istreambuf_iterator<char>(stream), {}};
-        fuzzDownload(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-        ++inputs;
-    }
-    EXPECT_GT(inputs, 5);
-}
+TEST(Fuzz, TheKeptAnswersOfDownloads) { replayCorpus("download", fuzzDownload); }
 
 } // namespace
