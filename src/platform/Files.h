@@ -39,13 +39,40 @@ std::int16_t openBinary(const std::wstring& path);
 /// Length in bytes. Raises badFileNumber (52) for a number that is not open, as the next operations do.
 std::int64_t fileLength(std::int16_t number);
 
-/// Writes all the bytes at a position counted from 1.
+/// Writes all the bytes at a position counted from 1. A gap before them reads as zeros.
 void writeFile(std::int16_t number, std::int64_t position, const std::string& bytes);
 
 /// Closes the file; a number that is not open is let pass.
 void closeFile(std::int16_t number);
 
+/// Returns when what was written is on the disk itself, where no power cut takes it back.
+void flushFile(std::int16_t number);
+
+/// Gives the file `by` the name `path` in the same folder, in one step; a file that bore it is gone.
+void replaceFile(const std::wstring& path, const std::wstring& by);
+
 /// The whole content of a file.
 std::string readWholeFile(const std::wstring& path);
+
+/// New content for a file. It is written beside it, to `path` with ".new" behind it, and takes its place only when it
+/// is whole, so that whatever happens `path` names the old content or the new.
+class Replacement {
+public:
+    /// Raises permissionDenied (70) at once for a file that is read-only.
+    explicit Replacement(const std::wstring& path);
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+    /// Without a commit all stays as it was.
+    ~Replacement();
+
+    /// As writeFile.
+    void write(std::int64_t position, const std::string& bytes);
+    void commit();
+
+private:
+    std::wstring target, fresh;
+    std::int16_t number = 0;
+    bool committed = false;
+};
 
 } // namespace platform

@@ -29,10 +29,10 @@ namespace platform {
 bool isSoundJpeg(const std::string& file) {
     if (!file.starts_with("\xFF\xD8")) return true;
     std::size_t i = 2;
-    while (i + 1 < file.size()) {
+    while ((i = file.find('\xFF', i)) < file.size()) {
         const unsigned marker = byteAt(file, i + 1);
         const bool isRestart = marker >= 0xD0 && marker <= 0xD7;
-        if (byteAt(file, i) != 0xFF || marker == 0x00 || marker == 0xFF || isRestart) {
+        if (marker == 0x00 || marker == 0xFF || isRestart) {
             ++i; // in the picture's data, or filling
             continue;
         }

@@ -2,17 +2,18 @@
 
 #include <algorithm>
 #include <new>
+#include <vector>
 
 #include "platform/Files.h"
 #include "platform/Jpeg.h"
-#include "platform/PictureDecoder.h"
+#include "platform/PictureFile.h"
 #include "platform/RunTimeError.h"
 
 namespace {
 
-constexpr std::uint32_t fileHeaderSize = 14;
-constexpr std::uint32_t infoHeaderSize = 40;
+constexpr std::uint32_t headerSize = 14 + 40; // BITMAPFILEHEADER and BITMAPINFOHEADER
 constexpr std::uint16_t bitsPerPixel = 24;
+constexpr std::uint32_t bandSize = 512 * 1024; // bytes written at once
 
 void put16(std::string& bytes, std::uint16_t value) {
     bytes += static_cast<char>(value & 0xFF);
@@ -24,49 +25,58 @@ void put32(std::string& bytes, std::uint32_t value) {
     put16(bytes, static_cast<std::uint16_t>(value >> 16));
 }
 
-/// The picture as it looks on black.
-std::shared_ptr<const Pixels> onBlack(const platform::DecodedPicture& decoded) {
-    auto pixels = std::make_shared<Pixels>();
-    pixels->width = static_cast<std::int32_t>(decoded.width);
-    pixels->height = static_cast<std::int32_t>(decoded.height);
-    pixels->bgr.reserve(decoded.bgra.size() / 4 * 3);
-    for (std::size_t i = 0; i + 3 < decoded.bgra.size(); i += 4) {
-        const unsigned opacity = decoded.bgra[i + 3];
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            pixels->bgr.push_back(static_cast<std::uint8_t>((decoded.bgra[i + channel] * opacity + 127) / 255));
-    }
-    return pixels;
+std::string bitmapHeader(std::uint32_t width, std::uint32_t height, std::uint32_t size) {
+    std::string bytes = "BM";
+    put32(bytes, headerSize + size);
+    put32(bytes, 0); // reserved
+    put32(bytes, headerSize);
+    put32(bytes, 40); // of which the second header
+    put32(bytes, width);
+    put32(bytes, height); // positive: the rows run from the bottom
+    put16(bytes, 1);      // planes
+    put16(bytes, bitsPerPixel);
+    put32(bytes, 0); // BI_RGB
+    put32(bytes, size);
+    put32(bytes, 0); // pixels per metre are not known
+    put32(bytes, 0);
+    put32(bytes, 0); // no palette
+    put32(bytes, 0);
+    return bytes;
 }
 
-std::string bitmapFile(const Pixels& pixels) {
-    const auto width = static_cast<std::size_t>(pixels.width);
-    const auto height = static_cast<std::size_t>(pixels.height);
-    const std::size_t stride = (width * 3 + 3) / 4 * 4;
-    const auto size = static_cast<std::uint32_t>(stride * height);
-
-    std::string file;
-    file.reserve(fileHeaderSize + infoHeaderSize + size);
-    file += "BM";
-    put32(file, fileHeaderSize + infoHeaderSize + size);
-    put32(file, 0); // reserved
-    put32(file, fileHeaderSize + infoHeaderSize);
-    put32(file, infoHeaderSize);
-    put32(file, static_cast<std::uint32_t>(pixels.width));
-    put32(file, static_cast<std::uint32_t>(pixels.height)); // positive: the rows run from the bottom
-    put16(file, 1);                                         // planes
-    put16(file, bitsPerPixel);
-    put32(file, 0); // BI_RGB
-    put32(file, size);
-    put32(file, 0); // pixels per metre are not known
-    put32(file, 0);
-    put32(file, 0); // no palette
-    put32(file, 0);
-    for (std::size_t row = height; row-- > 0;) {
-        const auto start = pixels.bgr.begin() + static_cast<std::ptrdiff_t>(row * width * 3);
-        file.append(start, start + static_cast<std::ptrdiff_t>(width * 3));
-        file.append(stride - width * 3, '\0');
+/// The rows as they look on black.
+void readOnBlack(const PictureFile& picture, std::uint32_t first, std::uint32_t count, std::uint32_t stride,
+                 std::uint8_t* into) {
+    if (!picture.hasOpacity()) return picture.readRows(first, count, stride, into);
+    std::vector<std::uint8_t> row(std::size_t{picture.width()} * 4);
+    for (const std::uint32_t end = first + count; first < end; ++first, into += stride) {
+        picture.readRows(first, 1, picture.width() * 4, row.data());
+        std::uint8_t* bgr = into;
+        for (std::size_t i = 0; i < row.size(); i += 4) {
+            const unsigned opacity = row[i + 3];
+            for (std::size_t channel = 0; channel < 3; ++channel)
+                *bgr++ = static_cast<std::uint8_t>((row[i + channel] * opacity + 127) / 255);
+        }
     }
-    return file;
+}
+
+/// The first row of a bitmap is the last of its file. Decoders go from the top, so the file is written from its end,
+/// which also shows at once whether the disk has room for it.
+void writeBitmap(const PictureFile& picture, platform::Replacement& file) {
+    const std::uint32_t height = picture.height();
+    const std::uint32_t stride = (picture.width() * 3 + 3) / 4 * 4;
+    const std::uint32_t rows = std::clamp(bandSize / stride, 1u, height);
+    std::string band;
+    for (std::uint32_t row = 0; row < height;) {
+        const std::uint32_t count = std::min(rows, height - row);
+        band.resize(std::size_t{count} * stride); // rows are padded with the zeros of its first turn
+        readOnBlack(picture, row, count, stride, reinterpret_cast<std::uint8_t*>(band.data()));
+        for (std::size_t above = 0, below = count - 1; above < below; ++above, --below)
+            std::swap_ranges(&band[above * stride], &band[above * stride] + stride, &band[below * stride]);
+        row += count;
+        file.write(headerSize + std::int64_t{height - row} * stride + 1, band);
+    }
+    file.write(1, bitmapHeader(picture.width(), height, stride * height));
 }
 
 } // namespace
@@ -75,9 +85,8 @@ namespace platform {
 
 Picture loadPicture(const std::wstring& path) {
     try {
-        const std::string file = readWholeFile(path);
-        const auto decoded = isSoundJpeg(file) ? decodePicture(file) : std::nullopt;
-        if (decoded) return Picture(onBlack(*decoded));
+        std::string content = readWholeFile(path);
+        if (isSoundJpeg(content)) return Picture(std::make_shared<const PictureFile>(std::move(content)));
     } catch (const RunTimeError& error) {
         if (error.Number == errors::fileNotFound || error.Number == errors::pathNotFound)
             throw RunTimeError(errors::fileNotFound);
@@ -88,18 +97,10 @@ Picture loadPicture(const std::wstring& path) {
 }
 
 void savePicture(const Picture& picture, const std::wstring& path) {
-    if (!picture.pixels || picture.pixels->width <= 0 || picture.pixels->height <= 0)
-        throw RunTimeError(errors::invalidPicture);
-    const std::string file = bitmapFile(*picture.pixels);
-    if (fileAttributes(path)) deleteFile(path);
-    const std::int16_t number = openBinary(path);
-    try {
-        writeFile(number, 1, file);
-    } catch (const RunTimeError&) {
-        closeFile(number);
-        throw;
-    }
-    closeFile(number);
+    if (!picture.file) throw RunTimeError(errors::invalidPicture);
+    Replacement file(path);
+    writeBitmap(*picture.file, file);
+    file.commit();
 }
 
 } // namespace platform

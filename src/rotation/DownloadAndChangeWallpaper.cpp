@@ -15,6 +15,20 @@
 // The downloader serves two: a wallpaper and, while apiDownloadingUpdate says so, a self-update. The events below are
 // common; what only concerns an update is in update/.
 
+namespace {
+
+/// Makes a bitmap of what was downloaded. picBuff holds the picture between the two files and no longer, for a large
+/// one takes a lot of memory.
+void convertDownload(const std::wstring& bitmap) {
+    const struct Return {
+        ~Return() { frmMain->picBuff.Picture = Picture(); }
+    } afterwards;
+    frmMain->picBuff.Picture = platform::loadPicture(tempFolder + L"vh_wall_active");
+    platform::savePicture(frmMain->picBuff.Picture, bitmap);
+}
+
+} // namespace
+
 void CVHAPI::DownloadAndChangeWallpaper(std::int32_t ID, const std::wstring& FileName) {
     trapErrors(L"Function DownloadAndChangeWallpaper, CVHAPI", [&] {
         if (apiDownloadingUpdate) return;
@@ -93,8 +107,7 @@ void CVHAPI::VHDownload_Completed() {
 void CVHAPI::applyWallpaper() {
     constexpr std::uint32_t updateProfileAndBroadcast = 3;
     const std::wstring bitmap = tempFolder + L"Quillory.bmp";
-    frmMain->picBuff.Picture = platform::loadPicture(tempFolder + L"vh_wall_active");
-    platform::savePicture(frmMain->picBuff.Picture, bitmap);
+    convertDownload(bitmap);
     platform::setWallpaper(bitmap, updateProfileAndBroadcast);
 
     // Only now, so that a sequence moves on only after a wallpaper has really been applied.

@@ -29,7 +29,9 @@ TEST(Desktop, ScreenWorkAreaAndCursorAgree) {
 
 TEST(Desktop, AWallpaperIsSet) {
     const std::wstring path = testDesktop::scratchFolder() + L"\\Quillory.bmp";
-    savePicture(Picture(std::make_shared<Pixels>(Pixels{1, 1, {10, 20, 30}})), path);
+    using namespace std::string_literals;
+    testDesktop::putFile(path, "BM\x3A\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0\1\0\0\0\1\0\0\0\1\0\x18\0"s +
+                                   std::string(24, '\0') + "\x0A\x14\x1E\0"s); // one pixel
     EXPECT_TRUE(setWallpaper(path, 3));
     EXPECT_EQ(testDesktop::wallpaper(), path);
 }

@@ -7,8 +7,8 @@
 #include "platform/Files.h"
 #include "platform/Pictures.h"
 #include "platform/RunTimeError.h"
-#include "support/TestDesktop.h"
 #include "support/RaisedNumber.h"
+#include "support/TestDesktop.h"
 
 using namespace platform;
 
@@ -58,20 +58,28 @@ const std::string bmp =
 
 using Bgr = std::array<int, 3>;
 
-Bgr at(const Picture& picture, std::int32_t x, std::int32_t y) {
-    const auto start = static_cast<std::size_t>((y * picture.pixels->width + x) * 3);
-    const auto& bgr = picture.pixels->bgr;
-    return {bgr.at(start), bgr.at(start + 1), bgr.at(start + 2)};
-}
+/// A bitmap as it was written.
+struct Bitmap {
+    std::string file;
+    std::size_t number(std::size_t offset) const { return static_cast<unsigned char>(file.at(offset)); }
+    std::size_t width() const { return number(18); }
+    std::size_t height() const { return number(22); }
+    Bgr at(std::size_t x, std::size_t y) const {
+        const std::size_t start = 54 + (height() - 1 - y) * ((width() * 3 + 3) / 4 * 4) + x * 3;
+        const auto channel = [&](std::size_t i) { return static_cast<int>(number(start + i)); };
+        return {channel(0), channel(1), channel(2)};
+    }
+};
 
 class PicturesTest : public testing::Test {
 protected:
     const std::wstring source = testDesktop::scratchFolder() + L"\\vh_wall_active"; // no extension tells the format
     const std::wstring target = testDesktop::scratchFolder() + L"\\Quillory.bmp";
 
-    Picture load(const std::string& bytes) const {
+    Bitmap convert(const std::string& bytes) const {
         testDesktop::putFile(source, bytes);
-        return loadPicture(source);
+        savePicture(loadPicture(source), target);
+        return {readWholeFile(target)};
     }
 };
 
@@ -84,26 +92,24 @@ TEST_F(PicturesTest, LosslessFormatsGiveTheirPixelsWithTransparencyOnBlack) {
     } cases[] = {{"PNG", png, {0, 128, 0}, black}, {"GIF", gif, green, black}, {"BMP", bmp, green, white}};
     for (const auto& each : cases) {
         SCOPED_TRACE(each.format);
-        const Picture picture = load(each.bytes);
-        ASSERT_TRUE(picture.pixels);
-        EXPECT_EQ(picture.pixels->width, 2);
-        EXPECT_EQ(picture.pixels->height, 2);
-        EXPECT_EQ(picture.pixels->bgr.size(), 12u);
-        EXPECT_EQ(at(picture, 0, 0), red);
-        EXPECT_EQ(at(picture, 1, 0), each.topRight);
-        EXPECT_EQ(at(picture, 0, 1), blue);
-        EXPECT_EQ(at(picture, 1, 1), each.bottomRight);
+        const Bitmap bitmap = convert(each.bytes);
+        ASSERT_EQ(bitmap.file.size(), bmp.size());
+        EXPECT_EQ(bitmap.width(), 2u);
+        EXPECT_EQ(bitmap.height(), 2u);
+        EXPECT_EQ(bitmap.at(0, 0), red);
+        EXPECT_EQ(bitmap.at(1, 0), each.topRight);
+        EXPECT_EQ(bitmap.at(0, 1), blue);
+        EXPECT_EQ(bitmap.at(1, 1), each.bottomRight);
     }
 }
 
 TEST_F(PicturesTest, JpegGivesItsPixels) {
     for (const std::string& bytes : {jpeg, progressiveJpeg}) {
-        const Picture picture = load(bytes);
-        ASSERT_TRUE(picture.pixels);
-        ASSERT_EQ(picture.pixels->width, 16);
-        ASSERT_EQ(picture.pixels->height, 8);
-        const Bgr left = at(picture, 0, 0);
-        const Bgr right = at(picture, 15, 7);
+        const Bitmap bitmap = convert(bytes);
+        ASSERT_EQ(bitmap.width(), 16u);
+        ASSERT_EQ(bitmap.height(), 8u);
+        const Bgr left = bitmap.at(0, 0);
+        const Bgr right = bitmap.at(15, 7);
         for (std::size_t channel = 0; channel < 3; ++channel) {
             EXPECT_NEAR(left[channel], channel == 2 ? 255 : 0, 30);
             EXPECT_NEAR(right[channel], channel == 0 ? 255 : 0, 30);
@@ -112,25 +118,28 @@ TEST_F(PicturesTest, JpegGivesItsPixels) {
 }
 
 TEST_F(PicturesTest, WhatDoesNotDecodeWholeIsNoPicture) {
+    testDesktop::putFile(target, "the picture before");
     const std::string page = "<html><body>404 Not Found</body></html>";
     const std::string tiff = bytesOf("49492a000800000000000000");
     for (const std::string& bytes : {std::string(), page, tiff, std::string(5000, '\0'), jpeg.substr(0, 2) + page})
-        EXPECT_EQ(numberRaisedBy([&] { load(bytes); }), errors::invalidPicture) << bytes.substr(0, 20);
+        EXPECT_EQ(numberRaisedBy([&] { convert(bytes); }), errors::invalidPicture) << bytes.substr(0, 20);
     for (const std::string& bytes : {jpeg, progressiveJpeg, png, gif, bmp}) {
         for (const std::size_t percent : {3u, 25u, 50u, 75u}) {
             const std::size_t size = bytes.size() * percent / 100;
-            EXPECT_EQ(numberRaisedBy([&] { load(bytes.substr(0, size)); }), errors::invalidPicture)
+            EXPECT_EQ(numberRaisedBy([&] { convert(bytes.substr(0, size)); }), errors::invalidPicture)
                 << percent << " % of a file of " << bytes.size() << " bytes";
         }
     }
-    EXPECT_EQ(numberRaisedBy([&] { load(jpeg.substr(0, jpeg.size() - 2)); }), errors::invalidPicture)
+    EXPECT_EQ(numberRaisedBy([&] { convert(jpeg.substr(0, jpeg.size() - 2)); }), errors::invalidPicture)
         << "the end marker is missing";
 
     std::string tooManyCodes = jpeg;
     const std::size_t table = tooManyCodes.find("\xFF\xC4");
     tooManyCodes.replace(table + 10, 2, "\xFF\xFF");
-    EXPECT_EQ(numberRaisedBy([&] { load(tooManyCodes); }), errors::invalidPicture);
-    EXPECT_TRUE(load(jpeg + "trailing").pixels) << "what follows the end is nobody's business";
+    EXPECT_EQ(numberRaisedBy([&] { convert(tooManyCodes); }), errors::invalidPicture);
+    EXPECT_EQ(readWholeFile(target), "the picture before");
+    EXPECT_FALSE(fileAttributes(target + L".new"));
+    EXPECT_EQ(convert(jpeg + "trailing").width(), 16u) << "what follows the end is nobody's business";
 }
 
 TEST_F(PicturesTest, AMissingFileIsToldApart) {
@@ -140,26 +149,33 @@ TEST_F(PicturesTest, AMissingFileIsToldApart) {
 }
 
 TEST_F(PicturesTest, TheBitmapIsWrittenByteForByte) {
-    testDesktop::putFile(target, std::string(5000, 'x')); // longer than what replaces it
-    savePicture(load(bmp), target);
-    EXPECT_EQ(readWholeFile(target), bmp);
+    testDesktop::putFile(target, std::string(5000, 'x'));           // longer than what replaces it
+    testDesktop::putFile(target + L".new", std::string(6000, 'x')); // and what a power cut has left of another
+    EXPECT_EQ(convert(bmp).file, bmp);
+    EXPECT_FALSE(fileAttributes(target + L".new"));
 
-    // Three pixels a row leave nine bytes, which are padded to twelve.
-    auto pixels = std::make_shared<Pixels>(Pixels{3, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9}});
-    savePicture(Picture(pixels), target);
-    EXPECT_EQ(readWholeFile(target), bytesOf("424d420000000000000036000000280000000300000001000000010018000000000"
-                                             "00c00000000000000000000000000000000000000010203040506070809000000"));
+    // Rows of nine bytes are padded to twelve, and there are more of them than are written at once.
+    constexpr unsigned rows = 60'000;
+    std::string tall = bytesOf("424db6fc0a000000000036000000280000000300000060ea0000010018000000000080fc0a00"
+                               "00000000000000000000000000000000");
+    for (unsigned row = 0; row < rows; ++row)
+        for (unsigned i = 0; i < 12; ++i) tall += static_cast<char>(i < 9 ? row * 7 + i : 0);
+    EXPECT_EQ(convert(tall).file, tall);
 }
 
 TEST_F(PicturesTest, WhatCannotBeSavedIsAnError) {
     EXPECT_EQ(numberRaisedBy([&] { savePicture(Picture(), target); }), errors::invalidPicture);
     EXPECT_EQ(numberRaisedBy([&] { savePicture("logo", target); }), errors::invalidPicture);
     EXPECT_EQ(fileAttributes(target), std::nullopt);
-    const Picture picture = load(bmp);
+    testDesktop::putFile(source, bmp);
+    const Picture picture = loadPicture(source);
     EXPECT_EQ(numberRaisedBy([&] { savePicture(picture, source + L"\\below\\x"); }), errors::pathNotFound);
     setFileAttributes(source, attributes::readOnly);
     EXPECT_EQ(numberRaisedBy([&] { savePicture(picture, source); }), errors::permissionDenied);
     setFileAttributes(source, 0);
+    EXPECT_EQ(readWholeFile(source), bmp);
+    savePicture(picture, source);
+    EXPECT_EQ(readWholeFile(source), bmp) << "a picture can be saved again, and over its own file";
 }
 
 } // namespace

@@ -268,6 +268,20 @@ void writeFile(std::int16_t number, std::int64_t position, const std::string& by
     }
 }
 
+void flushFile(std::int16_t number) { failIfTold(FileCall::flush, openFile(number).path); }
+
+void replaceFile(const std::wstring& path, const std::wstring& by) {
+    failIfTold(FileCall::replace, path);
+    const fs::path from = headless::mapFolder(by);
+    const fs::path to = headless::mapFolder(path);
+    refuseWildcards(path);
+    const bool refused = isThere(to) && !isFolder(to) && ((bitsOf(to) & attributes::readOnly) != 0 || isInUse(to));
+    if (refused || isInUse(from)) throw RunTimeError(errors::permissionDenied);
+    if (::rename(from.c_str(), to.c_str()) != 0) fail(to, errno);
+    disk().bits.erase(to);
+    if (const auto moved = disk().bits.extract(from)) disk().bits[to] = moved.mapped();
+}
+
 void closeFile(std::int16_t number) { disk().open.erase(number); }
 
 std::string readWholeFile(const std::wstring& path) {

@@ -1,4 +1,4 @@
-#include "platform/PictureDecoder.h"
+#include "platform/PictureFile.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,6 +12,8 @@
 #define STBI_ONLY_BMP
 #define STBI_NO_STDIO
 #include <stb_image.h>
+
+#include "platform/RunTimeError.h"
 
 namespace {
 
@@ -48,20 +50,30 @@ constexpr stbi_io_callbacks callbacks{
 
 } // namespace
 
-namespace platform {
-
-std::optional<DecodedPicture> decodePicture(const std::string& file) {
-    Source source{file};
+struct PictureFile::Decoder {
     int width = 0;
     int height = 0;
-    const std::unique_ptr<stbi_uc, void (*)(void*)> rgba(
-        stbi_load_from_callbacks(&callbacks, &source, &width, &height, nullptr, 4), stbi_image_free);
-    if (!rgba || source.ranOut) return std::nullopt;
-    const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4;
-    DecodedPicture decoded{
-        static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), {rgba.get(), rgba.get() + size}};
-    for (std::size_t i = 0; i < size; i += 4) std::swap(decoded.bgra[i], decoded.bgra[i + 2]);
-    return decoded;
+    std::unique_ptr<stbi_uc, void (*)(void*)> rgba{nullptr, stbi_image_free}; // this decoder knows no rows
+};
+
+PictureFile::PictureFile(std::string content) : decoder(std::make_unique<Decoder>()) {
+    Source source{content};
+    decoder->rgba.reset(stbi_load_from_callbacks(&callbacks, &source, &decoder->width, &decoder->height, nullptr, 4));
+    if (!decoder->rgba || source.ranOut) throw RunTimeError(errors::invalidPicture);
 }
 
-} // namespace platform
+PictureFile::~PictureFile() = default;
+
+std::uint32_t PictureFile::width() const { return static_cast<std::uint32_t>(decoder->width); }
+
+std::uint32_t PictureFile::height() const { return static_cast<std::uint32_t>(decoder->height); }
+
+bool PictureFile::hasOpacity() const { return true; }
+
+void PictureFile::readRows(std::uint32_t first, std::uint32_t count, std::uint32_t stride, std::uint8_t* into) const {
+    const std::size_t row = std::size_t{width()} * 4;
+    for (std::uint32_t i = 0; i < count; ++i, into += stride) {
+        std::memcpy(into, decoder->rgba.get() + (first + i) * row, row);
+        for (std::size_t x = 0; x < row; x += 4) std::swap(into[x], into[x + 2]);
+    }
+}

@@ -85,7 +85,7 @@ void reset();
 std::filesystem::path mapFolder(const std::wstring& path);
 
 /// The file operations that can be told to fail.
-enum class FileCall { any, setAttributes, remove, makeDirectory, open, length, write, read };
+enum class FileCall { any, setAttributes, remove, makeDirectory, open, length, write, flush, replace, read };
 
 /// From now on the call fails with the error for this path, or for every path if it is empty.
 void failFile(FileCall call, const std::wstring& path, std::int32_t number);

@@ -13,6 +13,9 @@ public:
     FileReader& operator=(const FileReader&) = delete;
     ~FileReader();
 
+    /// Bytes in the file as it is now; at most 2^31 - 1.
+    std::size_t size();
+
     /// Reads up to `size` bytes; 0 at the end of the file.
     std::size_t read(char* into, std::size_t size);
 

@@ -1,5 +1,6 @@
 #include "platform/Files.h"
 
+#include <algorithm>
 #include <map>
 
 #include <windows.h>
@@ -79,6 +80,12 @@ FileReader::FileReader(const std::wstring& filePath)
 
 FileReader::~FileReader() { CloseHandle(handle); }
 
+std::size_t FileReader::size() {
+    LARGE_INTEGER length;
+    if (!GetFileSizeEx(handle, &length)) fail(path);
+    return static_cast<std::size_t>(std::min<std::int64_t>(length.QuadPart, INT32_MAX));
+}
+
 std::size_t FileReader::read(char* into, std::size_t size) {
     DWORD taken = 0;
     if (!ReadFile(handle, into, static_cast<DWORD>(size), &taken, nullptr)) fail(path);
@@ -146,6 +153,15 @@ void writeFile(std::int16_t number, std::int64_t position, const std::string& by
     if (written != bytes.size()) throw RunTimeError(errors::diskFull);
 }
 
+void flushFile(std::int16_t number) {
+    const Opened& file = openedFile(number);
+    if (!FlushFileBuffers(file.handle)) fail(file.path);
+}
+
+void replaceFile(const std::wstring& path, const std::wstring& by) {
+    if (!MoveFileExW(by.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) fail(path);
+}
+
 void closeFile(std::int16_t number) {
     const auto found = openFiles.find(number);
     if (found == openFiles.end()) return;
@@ -156,6 +172,7 @@ void closeFile(std::int16_t number) {
 std::string readWholeFile(const std::wstring& path) {
     win32::FileReader file(path);
     std::string bytes;
+    bytes.reserve(file.size());
     char piece[65536];
     while (const std::size_t taken = file.read(piece, sizeof piece)) bytes.append(piece, taken);
     return bytes;

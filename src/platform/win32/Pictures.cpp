@@ -1,4 +1,4 @@
-#include "platform/PictureDecoder.h"
+#include "platform/PictureFile.h"
 
 #include <cstddef>
 
@@ -7,6 +7,7 @@
 #include <wincodec.h>
 #include <wrl/client.h>
 
+#include "platform/RunTimeError.h"
 #include "platform/win32/Com.h"
 
 using Microsoft::WRL::ComPtr;
@@ -20,37 +21,65 @@ bool isAccepted(const GUID& format) {
 
 } // namespace
 
-namespace platform {
+struct PictureFile::Decoder {
+    std::string content; // the stream reads from it
+    ComPtr<IWICBitmapSource> pixels;
+    UINT width = 0;
+    UINT height = 0;
+    bool hasOpacity = false;
 
-std::optional<DecodedPicture> decodePicture(const std::string& file) {
-    win32::useCom();
+    bool open();
+};
+
+bool PictureFile::Decoder::open() {
     ComPtr<IWICImagingFactory> factory;
     ComPtr<IWICStream> stream;
     ComPtr<IWICBitmapDecoder> decoder;
     ComPtr<IWICBitmapFrameDecode> frame;
-    ComPtr<IWICFormatConverter> converter;
     GUID format{};
-    UINT width = 0;
-    UINT height = 0;
-    // The stream only reads, though its call takes bytes that may be written.
-    const auto bytes = const_cast<BYTE*>(reinterpret_cast<const BYTE*>(file.data()));
+    WICPixelFormatGUID pixelFormat{};
     if (FAILED(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
                                 IID_PPV_ARGS(factory.GetAddressOf()))) ||
         FAILED(factory->CreateStream(stream.GetAddressOf())) ||
-        FAILED(stream->InitializeFromMemory(bytes, static_cast<DWORD>(file.size()))) ||
+        FAILED(stream->InitializeFromMemory(reinterpret_cast<BYTE*>(content.data()),
+                                            static_cast<DWORD>(content.size()))) ||
         FAILED(factory->CreateDecoderFromStream(stream.Get(), nullptr, WICDecodeMetadataCacheOnDemand,
                                                 decoder.GetAddressOf())) ||
         FAILED(decoder->GetContainerFormat(&format)) || !isAccepted(format) ||
         FAILED(decoder->GetFrame(0, frame.GetAddressOf())) || FAILED(frame->GetSize(&width, &height)) || width == 0 ||
-        height == 0 || std::uint64_t{width} * height > INT32_MAX / 4 ||
-        FAILED(factory->CreateFormatConverter(converter.GetAddressOf())) ||
-        FAILED(converter->Initialize(frame.Get(), GUID_WICPixelFormat32bppBGRA, WICBitmapDitherTypeNone, nullptr, 0,
-                                     WICBitmapPaletteTypeCustom)))
-        return std::nullopt;
-    DecodedPicture decoded{width, height, std::vector<std::uint8_t>(std::size_t{width} * height * 4)};
-    if (FAILED(converter->CopyPixels(nullptr, width * 4, static_cast<UINT>(decoded.bgra.size()), decoded.bgra.data())))
-        return std::nullopt;
-    return decoded;
+        height == 0 || std::uint64_t{width} * height > INT32_MAX / 4 || FAILED(frame->GetPixelFormat(&pixelFormat)))
+        return false;
+    hasOpacity = format != GUID_ContainerFormatJpeg;
+    if (!hasOpacity && pixelFormat == GUID_WICPixelFormat24bppBGR) { // a photograph as it is
+        pixels = frame;
+        return true;
+    }
+    ComPtr<IWICFormatConverter> converter;
+    if (FAILED(factory->CreateFormatConverter(converter.GetAddressOf())) ||
+        FAILED(converter->Initialize(frame.Get(),
+                                     hasOpacity ? GUID_WICPixelFormat32bppBGRA : GUID_WICPixelFormat24bppBGR,
+                                     WICBitmapDitherTypeNone, nullptr, 0, WICBitmapPaletteTypeCustom)))
+        return false;
+    pixels = converter;
+    return true;
 }
 
-} // namespace platform
+PictureFile::PictureFile(std::string content) : decoder(std::make_unique<Decoder>()) {
+    platform::win32::useCom();
+    decoder->content = std::move(content);
+    if (!decoder->open()) throw RunTimeError(errors::invalidPicture);
+}
+
+PictureFile::~PictureFile() = default;
+
+std::uint32_t PictureFile::width() const { return decoder->width; }
+
+std::uint32_t PictureFile::height() const { return decoder->height; }
+
+bool PictureFile::hasOpacity() const { return decoder->hasOpacity; }
+
+void PictureFile::readRows(std::uint32_t first, std::uint32_t count, std::uint32_t stride, std::uint8_t* into) const {
+    const WICRect rows{0, static_cast<INT>(first), static_cast<INT>(width()), static_cast<INT>(count)};
+    if (FAILED(decoder->pixels->CopyPixels(&rows, stride, stride * count, into)))
+        throw RunTimeError(errors::invalidPicture);
+}

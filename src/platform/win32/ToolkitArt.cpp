@@ -11,7 +11,8 @@
 #include <utility>
 
 #include "platform/Desktop.h"
-#include "platform/PictureDecoder.h"
+#include "platform/PictureFile.h"
+#include "platform/RunTimeError.h"
 
 namespace platform::win32 {
 
@@ -81,15 +82,18 @@ std::wstring resourceName(const std::string& art, int density) {
     return name + L'_' + std::to_wstring(density);
 }
 
-Surface premultiplied(const DecodedPicture& decoded) {
-    Surface surface(static_cast<int>(decoded.width), static_cast<int>(decoded.height));
-    const std::uint8_t* bgra = decoded.bgra.data();
-    for (int y = 0; y < surface.height(); ++y)
-        for (int x = 0; x < surface.width(); ++x, bgra += 4) {
-            const unsigned alpha = bgra[3];
-            const auto part = [&](int channel) { return (bgra[channel] * alpha + 127) / 255; };
-            surface.row(y)[x] = alpha << 24 | part(2) << 16 | part(1) << 8 | part(0);
+Surface premultiplied(const PictureFile& picture) {
+    Surface surface(static_cast<int>(picture.width()), static_cast<int>(picture.height()));
+    if (!surface || !picture.hasOpacity()) return {};
+    for (int y = 0; y < surface.height(); ++y) {
+        std::uint32_t* const row = surface.row(y);
+        picture.readRows(static_cast<std::uint32_t>(y), 1, picture.width() * 4, reinterpret_cast<std::uint8_t*>(row));
+        for (int x = 0; x < surface.width(); ++x) {
+            const std::uint32_t alpha = row[x] >> 24;
+            const auto part = [&](int bits) { return ((row[x] >> bits & 0xFF) * alpha + 127) / 255 << bits; };
+            row[x] = alpha << 24 | part(16) | part(8) | part(0);
         }
+    }
     return surface;
 }
 
@@ -133,30 +137,19 @@ Surface loadArt(const std::string& art) {
     const HGLOBAL loaded = found ? LoadResource(nullptr, found) : nullptr;
     if (!loaded) return {};
     const auto* bytes = static_cast<const char*>(LockResource(loaded));
-    const auto decoded = decodePicture(std::string(bytes, SizeofResource(nullptr, found)));
-    if (!decoded) return {};
-    Surface surface = premultiplied(*decoded);
-    return density == screenDpi() ? std::move(surface) : scaled(surface, static_cast<double>(screenDpi()) / density);
-}
-
-Surface opaque(const Pixels& source) {
-    Surface surface(source.width, source.height);
-    const std::uint8_t* bgr = source.bgr.data();
-    for (int y = 0; y < surface.height(); ++y)
-        for (int x = 0; x < surface.width(); ++x, bgr += 3)
-            surface.row(y)[x] = 0xFF000000U | static_cast<std::uint32_t>(bgr[2] << 16 | bgr[1] << 8 | bgr[0]);
-    return surface;
+    try {
+        Surface surface = premultiplied(PictureFile(std::string(bytes, SizeofResource(nullptr, found))));
+        return density == screenDpi() ? std::move(surface)
+                                      : scaled(surface, static_cast<double>(screenDpi()) / density);
+    } catch (const RunTimeError&) {
+        return {}; // a window without its pictures still works
+    }
 }
 
 } // namespace
 
 const Surface* pictureSurface(const Picture& picture) {
     static std::map<std::string, Surface> arts;
-    static std::pair<std::shared_ptr<const Pixels>, Surface> decoded; // the last one shown
-    if (picture.pixels) {
-        if (decoded.first != picture.pixels) decoded = {picture.pixels, opaque(*picture.pixels)};
-        return decoded.second ? &decoded.second : nullptr;
-    }
     if (picture.art.empty()) return nullptr;
     auto found = arts.find(picture.art);
     if (found == arts.end()) found = arts.emplace(picture.art, loadArt(picture.art)).first;
@@ -191,8 +184,9 @@ std::wstring messageFontFace() {
 }
 
 const std::wstring& face(bool semibold) {
-    static const std::wstring plain =
-        isInstalled(L"Segoe UI") ? L"Segoe UI" : isInstalled(L"Tahoma") ? L"Tahoma" : messageFontFace();
+    static const std::wstring plain = isInstalled(L"Segoe UI") ? L"Segoe UI"
+                                      : isInstalled(L"Tahoma") ? L"Tahoma"
+                                                               : messageFontFace();
     // A family of its own; of the plain family GDI would give the bold face.
     static const std::wstring heavier = isInstalled(L"Segoe UI Semibold") ? L"Segoe UI Semibold" : plain;
     return semibold ? heavier : plain;
@@ -244,8 +238,8 @@ HCURSOR pointer(std::int16_t number) {
     static const HCURSOR arrow = LoadCursorW(nullptr, IDC_ARROW);
     static const HCURSOR sizeAll = LoadCursorW(nullptr, IDC_SIZEALL);
     static const HCURSOR hand = [] {
-        auto own = static_cast<HCURSOR>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(1), IMAGE_CURSOR, 0, 0,
-                                                   LR_DEFAULTSIZE | LR_SHARED));
+        auto own = static_cast<HCURSOR>(
+            LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(1), IMAGE_CURSOR, 0, 0, LR_DEFAULTSIZE | LR_SHARED));
         return own ? own : LoadCursorW(nullptr, IDC_HAND);
     }();
     return number == pointerHand ? hand : number == pointerSizeAll ? sizeAll : arrow;
