@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include "api/CVHAPI.h"
-#include "core/modGlobals.h"
 #include "core/modMisc.h"
 #include "net/modSocketMaster.h"
 #include "platform/headless/Loop.h"
@@ -12,7 +11,9 @@
 #include "program/Person.h"
 #include "program/Program.h"
 #include "program/Service.h"
+#include "state/modGlobals.h"
 #include "ui/frmQuickStart.h"
+#include "ui/sourceSelection.h"
 
 namespace {
 

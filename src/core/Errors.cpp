@@ -1,11 +1,21 @@
 #include "core/Errors.h"
 
+#include <utility>
+
 #include "platform/Messages.h"
 #include "platform/Text.h"
-#include "ui/frmSlideMessage.h"
+
+namespace {
+
+ErrorDisplay display;
+
+} // namespace
+
+void showErrorsWith(ErrorDisplay show) { display = std::move(show); }
 
 void reportError(const std::wstring& where, const RunTimeError& error) {
-    frmSlideMessage->slideSysError(where, error.Number, error.Description);
+    if (!display) throw error;
+    display(where, error);
 }
 
 void reportEscapedErrors() {

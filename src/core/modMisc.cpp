@@ -1,30 +1,17 @@
 #include "core/modMisc.h"
 
 #include <algorithm>
-#include <cstdlib>
 
-#include "api/CVHAPI.h"
 #include "core/Errors.h"
 #include "core/Numbers.h"
-#include "core/modGlobals.h"
-#include "core/modRegistry.h"
 #include "platform/Desktop.h"
 #include "platform/Files.h"
 #include "platform/Text.h"
-#include "ui/frmMain.h"
-#include "ui/frmPopupMenu.h"
-#include "ui/frmSlideMessage.h"
-#include "ui/modSysTray.h"
 
 namespace {
 
 bool isAsciiAlphanumeric(wchar_t c) {
     return (c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z');
-}
-
-std::wstring twoDigits(std::int32_t number) {
-    const std::wstring digits = std::to_wstring(std::abs(number));
-    return (number < 0 ? L"-" : L"") + (digits.size() < 2 ? L"0" + digits : digits);
 }
 
 } // namespace
@@ -60,11 +47,6 @@ std::wstring array_shift(Strings& array) {
     });
 }
 
-bool existsInCombo(const std::wstring& text, const ComboBox& combo) {
-    return trapErrors(L"Function existsInCombo, modMisc",
-                      [&] { return std::ranges::find(combo.List(), text) != combo.List().end(); });
-}
-
 bool validateHTMLHeader(std::wstring& text) {
     return trapErrors(L"Function validateHTMLHeader, modMisc", [&] {
         Strings pieces = split(text, crLf + crLf);
@@ -78,62 +60,11 @@ bool validateHTMLHeader(std::wstring& text) {
     });
 }
 
-void setAlwaysOnTop(Form& form, bool onTop) {
-    trapErrors(L"Function setAlwaysOnTop, modMisc", [&] {
-        constexpr std::int32_t topmost = -1;
-        constexpr std::int32_t notTopmost = -2;
-        constexpr std::uint32_t noSizeNoMoveNoActivateShow = 83;
-        platform::setWindowPos(form.hWnd(), onTop ? topmost : notTopmost, noSizeNoMoveNoActivateShow);
-        form.Visible.adopt(true);
-    });
-}
-
 std::int16_t getTaskbarHeight() {
     return trapErrors(L"Function getTaskbarHeight, modMisc", [] {
         const platform::Rect area = platform::workArea();
         return toInteger(static_cast<double>(platform::screenSize().height - (area.bottom - area.top)));
     });
-}
-
-void minimizeToTray() {
-    trapErrors(L"Function minimizeToTray, modMisc", [] {
-        frmMain->Hide();
-        CreateSystrayIcon(*frmPopupMenu, L"Quillory Wallpaper Manager");
-        if (getAccountSetting(L"MinimizeHelp", L"0") == L"0") {
-            frmSlideMessage.Load();
-            frmSlideMessage->lblTitle.Caption = L"Quillory - Information";
-            frmSlideMessage->startSlide(L"Quillory has been minimized!" + crLf + crLf +
-                                        L"You'll see the Quillory icon in the bottom-right corner of your monitor.  To "
-                                        L"bring the preferences screen "
-                                        L"back, double-click on the icon.  To see more options, right-click on it.");
-            saveAccountSetting(L"MinimizeHelp", L"1");
-        }
-    });
-}
-
-std::wstring getFormattedTimeUntilChange() {
-    return trapErrors(L"Function getFormattedTimeUntilChange, modMisc", [] {
-        const std::int32_t left = changeInterval - secondsSinceChange;
-        // A remainder below a minute, a negative one too, is seconds alone.
-        const std::int32_t days = left < 86400 ? 0 : left / 86400;
-        const std::int32_t hours = left < 3600 ? 0 : left % 86400 / 3600;
-        const std::int32_t minutes = left < 60 ? 0 : left % 3600 / 60;
-        const std::int32_t seconds = left < 60 ? left : left % 60;
-        std::wstring text;
-        if (days == 1) text = L"1 Day, ";
-        if (days > 1) text = std::to_wstring(days) + L" Days, ";
-        return text + std::to_wstring(hours) + L":" + twoDigits(minutes) + L":" + twoDigits(seconds);
-    });
-}
-
-void getGalleries() {
-    frmMain->cboGallery.Enabled = false;
-    frmMain->cboCategory.Enabled = false;
-    Strings queryKeys, queryValues;
-    array_push(queryKeys, L"withcategories");
-    array_push(queryValues, L"yes");
-    gAPI->APICloseSock();
-    gAPI->APISend(L"vh.getGalleries", queryKeys, queryValues);
 }
 
 float getScreenAspectRatio() {

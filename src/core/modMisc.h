@@ -5,9 +5,6 @@
 
 #include "core/Strings.h"
 
-class Form;
-class ComboBox;
-
 /// Small functions that several rooms share.
 
 /// Digits and ASCII letters stay, a blank becomes "+", any other character "%" and its ANSI code in upper-case
@@ -19,27 +16,12 @@ void array_push(Strings& array, const std::wstring& value);
 /// Takes the first element off. An array of one element keeps it and gives nothing.
 std::wstring array_shift(Strings& array);
 
-/// Exactly, with case.
-bool existsInCombo(const std::wstring& text, const ComboBox& combo);
-
 /// Cuts the header off an answer, and tells whether it carries the service's mark, the line "Response-From: VHAPI".
 /// Without an empty line there is no header: False, and the text stays whole.
 bool validateHTMLHeader(std::wstring& text);
 
-/// Makes the form topmost or not, and visible, without activating it.
-void setAlwaysOnTop(Form& form, bool onTop);
-
 /// Screen height less work area height, in real pixels: 0 for a taskbar at the side.
 std::int16_t getTaskbarHeight();
-
-/// Hides the main window and puts the icon into the tray; tells an account about it once.
-void minimizeToTray();
-
-/// What is left of the interval, as "2:59:59" or "3 Days, 0:10:00".
-std::wstring getFormattedTimeUntilChange();
-
-/// Asks the service for the gallery tree; the combos wait, disabled.
-void getGalleries();
 
 /// Screen width over height, rounded to 5 decimals.
 float getScreenAspectRatio();

@@ -15,7 +15,7 @@ protected:
         saveAccountSetting(L"HideQuickStart", L"1");
         gAPI->apiUsername.clear();
     }
-    static std::wstring saved(const std::wstring& key) { return getSetting(L"Quillory", loginSection, key, L"(none)"); }
+    static std::wstring saved(const std::wstring& key) { return getSetting(L"Quillory", L"Velvet Harbor", key, L"(none)"); }
     static void submit(const std::wstring& user, const std::wstring& password) {
         Input::type(frmLogin->txtUserName, user);
         Input::type(frmLogin->txtPassword, password);

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "core/modGlobals.h"
 #include "core/modMD5.h"
 
 namespace {
@@ -66,24 +65,6 @@ TEST(IsValidUsername, LetsTheBackslashPass) {
     for (const wchar_t* name : {L"", L".", L"a_b-c.d", L"Alice99", L"a\\b"}) EXPECT_TRUE(isValidUsername(name)) << name;
     for (const wchar_t* name : {L"a b", L"a@b", L"\u00E9", L"a/b", L"\u0416"})
         EXPECT_FALSE(isValidUsername(name)) << name;
-}
-
-TEST(FormattedTime, CountsDaysApart) {
-    const std::pair<std::int32_t, const wchar_t*> cases[] = {{0, L"0:00:00"},
-                                                             {5, L"0:00:05"},
-                                                             {59, L"0:00:59"},
-                                                             {60, L"0:01:00"},
-                                                             {10799, L"2:59:59"},
-                                                             {86399, L"23:59:59"},
-                                                             {86400, L"1 Day, 0:00:00"},
-                                                             {90061, L"1 Day, 1:01:01"},
-                                                             {3 * 86400 + 600, L"3 Days, 0:10:00"},
-                                                             {-7, L"0:00:-07"}};
-    for (const auto& [left, text] : cases) {
-        changeInterval = 1000;
-        secondsSinceChange = 1000 - left;
-        EXPECT_EQ(getFormattedTimeUntilChange(), text);
-    }
 }
 
 TEST(Md5, IsLowerCaseOfTheAnsiBytes) {

@@ -1,5 +1,6 @@
 #include "program/ProgramTest.h"
 
+#include "core/Errors.h"
 #include "program/Program.h"
 #include "ui/modSysTray.h"
 
@@ -29,6 +30,7 @@ void forget() {
 
 void start() {
     forget();
+    showErrorsWith(slideError);
     person::later([] { frmLogin->Hide(); });
     frmMain.Load();
     frmMain->tmrMain.Enabled = false;

@@ -6,12 +6,13 @@
 #include <memory>
 
 #include "api/CVHAPI.h"
-#include "core/CTimerFunctions.h"
-#include "core/modGlobals.h"
+#include "api/accountSettings.h"
 #include "core/modMisc.h"
 #include "core/modRegistry.h"
 #include "program/Person.h"
 #include "program/Service.h"
+#include "scheduler/CTimerFunctions.h"
+#include "state/modGlobals.h"
 #include "support/TestDesktop.h"
 #include "ui/frmDownloading.h"
 #include "ui/frmLogin.h"
@@ -20,6 +21,7 @@
 #include "ui/frmPopupMenu.h"
 #include "ui/frmQuickStart.h"
 #include "ui/frmSlideMessage.h"
+#include "ui/sourceSelection.h"
 
 /// The whole program on a fresh desktop, as its start leaves it when nobody has logged in yet: windows loaded, the
 /// scheduler standing, the login window put aside. The clock stands still; a test ticks the scheduler itself.

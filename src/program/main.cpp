@@ -1,0 +1,12 @@
+#include "core/Errors.h"
+#include "platform/Messages.h"
+#include "ui/frmMain.h"
+#include "ui/frmSlideMessage.h"
+
+/// The program is its main window: loading that is all there is to do, and everything else is driven by events.
+int main() {
+    showErrorsWith(slideError);
+    reportEscapedErrors();
+    platform::guarded([] { frmMain.Load(); });
+    platform::runMessageLoop();
+}

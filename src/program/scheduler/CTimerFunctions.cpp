@@ -1,0 +1,121 @@
+#include "scheduler/CTimerFunctions.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
+#include "api/CVHAPI.h"
+#include "core/Errors.h"
+#include "core/Numbers.h"
+#include "core/Strings.h"
+#include "state/modGlobals.h"
+#include "ui/frmOptions.h"
+
+namespace {
+
+/// What belongs to the job of a name.
+struct Job {
+    const wchar_t* name;
+    bool CTimerFunctions::*active;
+    std::int16_t& start;
+    void (CTimerFunctions::*run)();
+};
+
+const std::array<Job, 4> jobs{{
+    {L"ChangeWallpaper", &CTimerFunctions::Active_ChangeWallpaper, Start_ChangeWallpaper,
+     &CTimerFunctions::TimerFunc_ChangeWallpaper},
+    {L"CheckIdle", &CTimerFunctions::Active_CheckIdle, Start_CheckIdle, &CTimerFunctions::TimerFunc_CheckIdle},
+    {L"SockTimeout", &CTimerFunctions::Active_SockTimeout, Start_SockTimeout, &CTimerFunctions::TimerFunc_SockTimeout},
+    {L"NetworkRetry", &CTimerFunctions::Active_NetworkRetry, Start_NetworkRetry,
+     &CTimerFunctions::TimerFunc_NetworkRetry},
+}};
+
+const Job& jobNamed(const std::wstring& name) {
+    const auto found = std::ranges::find_if(jobs, [&](const Job& job) { return job.name == name; });
+    if (found == jobs.end()) throw RunTimeError(errors::invalidCall);
+    return *found;
+}
+
+std::wstring twoDigits(std::int32_t number) {
+    const std::wstring digits = std::to_wstring(std::abs(number));
+    return (number < 0 ? L"-" : L"") + (digits.size() < 2 ? L"0" + digits : digits);
+}
+
+} // namespace
+
+void CTimerFunctions::TimerInit() {
+    TimerFunctionsCol = {L"1-ChangeWallpaper", L"10-CheckIdle", L"10-SockTimeout", L"30-NetworkRetry"};
+    for (const Job& job : jobs) {
+        job.start = 0;
+        this->*job.active = false;
+    }
+}
+
+void CTimerFunctions::TimerTick() {
+    for (const std::wstring& entry : TimerFunctionsCol) {
+        const Strings parts = split(entry, L"-");
+        const Job& job = jobNamed(parts[1]);
+        if (!(this->*job.active)) continue;
+        const std::int32_t period = toLong(parts[0]);
+        const std::int32_t start = job.start;
+        if (timerTick % period == start % period && timerTick > start) (this->*job.run)();
+    }
+    if (++timerTick == 60) timerTick = 0;
+}
+
+void CTimerFunctions::TimerFunc_ChangeWallpaper() {
+    if (noWallpapersExist) return;
+    ++secondsSinceChange;
+    if (frmOptions->Visible) frmOptions->lblNextRotation.Caption = getFormattedTimeUntilChange();
+    if (secondsSinceChange >= changeInterval) {
+        gAPI->apiForced = false;
+        secondsSinceChange = 0;
+        gAPI->RotateWallpaper();
+    }
+}
+
+void CTimerFunctions::TimerFunc_CheckIdle() {
+    if (frmOptions->chkFreeze.Value == 1) return;
+    const platform::Point cursor = platform::cursorPosition();
+    if (cursor != lastCursorPos) {
+        idleChecks = 0;
+        lastCursorPos = cursor;
+        if (frmOptions->chkFreeze.Value == 0 && idleHold) {
+            Start_ChangeWallpaper = static_cast<std::int16_t>(timerTick);
+            Active_ChangeWallpaper = true;
+        }
+        idleHold = false;
+    } else if (!idleHold) {
+        if (idleChecks > changeInterval * 2.5 / 10) {
+            gAPI->RotateWallpaper();
+            Active_ChangeWallpaper = false;
+            idleHold = true;
+        } else {
+            ++idleChecks;
+        }
+    }
+}
+
+void CTimerFunctions::TimerFunc_SockTimeout() {
+    gAPI->apiSetNetworkOutage();
+    Active_SockTimeout = false;
+}
+
+void CTimerFunctions::TimerFunc_NetworkRetry() {
+    if (gAPI->apiNetworkRetry()) Active_NetworkRetry = false;
+}
+
+std::wstring getFormattedTimeUntilChange() {
+    return trapErrors(L"Function getFormattedTimeUntilChange, modMisc", [] {
+        const std::int32_t left = changeInterval - secondsSinceChange;
+        // A remainder below a minute, a negative one too, is seconds alone.
+        const std::int32_t days = left < 86400 ? 0 : left / 86400;
+        const std::int32_t hours = left < 3600 ? 0 : left % 86400 / 3600;
+        const std::int32_t minutes = left < 60 ? 0 : left % 3600 / 60;
+        const std::int32_t seconds = left < 60 ? left : left % 60;
+        std::wstring text;
+        if (days == 1) text = L"1 Day, ";
+        if (days > 1) text = std::to_wstring(days) + L" Days, ";
+        return text + std::to_wstring(hours) + L":" + twoDigits(minutes) + L":" + twoDigits(seconds);
+    });
+}
