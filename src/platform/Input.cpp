@@ -43,7 +43,7 @@ bool Input::press(Control& control) {
     Form& form = control.form;
     if (!form.takesInput() || !control.canTakeFocus()) return false;
     const auto alive = form.weak_from_this().lock();
-    if (control.TabStop && !moveFocus(form, &control)) return false;
+    if ((control.TabStop || control.ClickFocus) && !moveFocus(form, &control)) return false;
     if (auto* option = dynamic_cast<OptionButton*>(&control)) {
         for (Control* other : form.all)
             if (auto* sibling = dynamic_cast<OptionButton*>(other); sibling && sibling->container == option->container)

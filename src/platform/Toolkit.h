@@ -79,7 +79,8 @@ public:
     Property<bool> Visible, Enabled;
     Property<std::int16_t> MousePointer;
     std::wstring Tag;
-    bool TabStop = false; // reached by the Tab key, in the order of declaration
+    bool TabStop = false;    // reached by the Tab key, in the order of declaration, and by a click
+    bool ClickFocus = false; // a click alone moves the focus here
 
     std::function<void()> Click;
     std::function<void()> GotFocus;

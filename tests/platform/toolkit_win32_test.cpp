@@ -20,11 +20,15 @@ FormDesign designOf(const wchar_t* name) {
     return {.name = name, .caption = name, .width = 300, .height = 200, .startUp = StartUp::manual};
 }
 
+const std::wstring tooTall = L"one two three four five six seven eight nine ten eleven twelve thirteen";
+
 struct Window : Form {
     TextBox text{*this, {10, 10, 100, 24}, L"tag"};
     ComboBox combo{*this, {10, 40, 100, 24}, {L"Hours", L"Days"}, L"Hours"};
     CheckBox check{*this, {10, 70, 100, 20}, L"Check"};
     PictureBox picture{*this, {10, 100, 50, 50}};
+    Label fromTop{*this, {150, 10, 60, 40}, tooTall, {}};
+    Label fromMiddle{*this, {220, 10, 60, 40}, tooTall, {.middle = true}};
 
     Window() : Form(designOf(L"toolkitTest")) {}
 };
@@ -117,6 +121,72 @@ TEST_F(Win32Toolkit, TheSecondOfTwoQuickClicksCountsToo) {
     SendMessageW(button, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
     platform::pumpMessages();
     EXPECT_THAT(events, ElementsAre("click 1", "click 0"));
+}
+
+TEST_F(Win32Toolkit, EveryButtonIsReportedInAnyOrder) {
+    const auto note = [this](const char* event) {
+        return [this, event](std::int16_t button, auto&&...) { events.push_back(event + std::to_string(button)); };
+    };
+    form->picture.MouseDown = note("down ");
+    form->picture.MouseUp = note("up ");
+    form->picture.Click = [this] { events.push_back("click"); };
+    const auto send = [this](UINT message) {
+        const double scale = platform::screenDpi() / 96.0;
+        SendMessageW(window(), message, 0, MAKELPARAM(static_cast<int>(20 * scale), static_cast<int>(110 * scale)));
+    };
+    for (const UINT message :
+         {WM_LBUTTONDOWN, WM_RBUTTONDOWN, WM_MBUTTONDOWN, WM_LBUTTONUP, WM_MBUTTONUP, WM_RBUTTONUP})
+        send(message);
+    EXPECT_THAT(events, ElementsAre("down 1", "down 2", "down 4", "up 1", "click", "up 4", "up 2"));
+    EXPECT_NE(GetCapture(), window());
+    events.clear();
+    send(WM_RBUTTONDOWN);
+    SetCapture(native(form->text)); // somebody else takes the mouse
+    for (const UINT message : {WM_RBUTTONUP, WM_LBUTTONUP}) send(message);
+    ReleaseCapture();
+    EXPECT_THAT(events, ElementsAre("down 2"));
+}
+
+TEST_F(Win32Toolkit, ATextThatIsTooTallIsCutOffAtItsEnd) {
+    const HDC screen = GetDC(nullptr);
+    const HDC dc = CreateCompatibleDC(screen);
+    const double scale = platform::screenDpi() / 96.0;
+    const HBITMAP bitmap = CreateCompatibleBitmap(screen, static_cast<int>(300 * scale), static_cast<int>(200 * scale));
+    const HGDIOBJ former = SelectObject(dc, bitmap);
+    SendMessageW(window(), WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), PRF_CLIENT);
+    int different = 0;
+    int inked = 0;
+    for (int y = static_cast<int>(10 * scale); y < static_cast<int>(49 * scale); ++y)
+        for (int x = 0; x < static_cast<int>(59 * scale); ++x) {
+            const COLORREF top = GetPixel(dc, static_cast<int>(150 * scale) + x, y);
+            different += top != GetPixel(dc, static_cast<int>(220 * scale) + x, y);
+            inked += top != GetPixel(dc, static_cast<int>(150 * scale), static_cast<int>(100 * scale));
+        }
+    EXPECT_GT(inked, 100);
+    EXPECT_EQ(different, 0);
+    SelectObject(dc, former);
+    DeleteObject(bitmap);
+    DeleteDC(dc);
+    ReleaseDC(nullptr, screen);
+}
+
+TEST_F(Win32Toolkit, AListIsFilledByWhatTheFocusLeavesBeforeItOpens) {
+    form->text.SetFocus();
+    form->text.Validate = [this](bool&) {
+        form->combo.Clear();
+        for (int i = 0; i < 8; ++i) form->combo.AddItem(std::to_wstring(i));
+    };
+    const HWND combo = native(form->combo);
+    SetFocus(combo); // as a click on its button does
+    SendMessageW(combo, CB_SHOWDROPDOWN, TRUE, 0);
+    platform::pumpMessages();
+    RECT open;
+    COMBOBOXINFO info{};
+    info.cbSize = sizeof info;
+    GetComboBoxInfo(combo, &info);
+    GetClientRect(info.hwndList, &open);
+    EXPECT_GE(open.bottom, 8 * SendMessageW(info.hwndList, LB_GETITEMHEIGHT, 0, 0));
+    SendMessageW(combo, CB_SHOWDROPDOWN, FALSE, 0);
 }
 
 TEST_F(Win32Toolkit, KeysCannotChangeALockedComboButChooseFromItsList) {
@@ -216,7 +286,11 @@ TEST_F(Win32Toolkit, TheShellsMessageAboutTheTrayIconIsAMouseMove) {
 
 struct Notice : Form {
     Notice()
-        : Form({.name = L"toolkitNotice", .caption = {}, .width = 100, .height = 50, .startUp = StartUp::manual,
+        : Form({.name = L"toolkitNotice",
+                .caption = {},
+                .width = 100,
+                .height = 50,
+                .startUp = StartUp::manual,
                 .notice = true}) {}
 };
 

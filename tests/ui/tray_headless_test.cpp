@@ -84,6 +84,7 @@ TEST_F(Tray, ADoubleClickBringsTheWindowBackUnlessItIsBusy) {
     event(515);
     EXPECT_FALSE(frmMain->Visible);
     frmMain->Enabled = true;
+    frmPopupMenu->closeRequested(); // as Alt+F4 after the menu
     event(515);
     EXPECT_TRUE(frmMain->Visible);
     EXPECT_EQ(tip(), "(no icon)");

@@ -110,9 +110,17 @@ TEST_F(Windows, AnotherGalleryResetsTheCategory) {
     Input::type(frmMain->cboGallery, L"Deserts");
     EXPECT_EQ(frmMain->cboGallery.Text(), L"Cities") << "typing is kept out";
 
-    // A valid choice of category is saved, and not remembered as the one to fall back to.
+    // The close mark asks as Save does: what is in no list stays on the window, and what was chosen is kept.
+    frmMain->cboGallery.Text = L"Deserts";
+    Input::press(frmMain->picCloseX);
+    EXPECT_TRUE(frmMain->Visible);
     Input::choose(frmMain->cboGallery, L"Nature");
-    Input::moveFocus(*frmMain, &frmMain->cboCategory);
+    Input::press(frmMain->picCloseX);
+    EXPECT_FALSE(frmMain->Visible);
+    EXPECT_EQ(setting(L"Gallery"), L"Nature");
+    frmMain->Visible = true;
+
+    // A valid choice of category is saved, and not remembered as the one to fall back to.
     Input::choose(frmMain->cboCategory, L"Lakes");
     Input::moveFocus(*frmMain, &frmMain->picOptions);
     EXPECT_EQ(setting(L"Category"), L"Lakes");

@@ -225,8 +225,10 @@ SIZE textSize(const std::wstring& text, const TextStyle& style, int width, int d
 
 void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style) {
     if (text.empty()) return;
-    if (style.middle)
-        place.top += (place.bottom - place.top - textSize(text, style, place.right - place.left, screenDpi()).cy) / 2;
+    if (style.middle) {
+        const LONG spare = place.bottom - place.top - textSize(text, style, place.right - place.left, screenDpi()).cy;
+        place.top += std::max(0L, spare / 2); // a text that is too tall is cut off at its end
+    }
     SelectObject(dc, font(style, screenDpi()));
     SetTextColor(dc, colorRef(style.color));
     SetBkMode(dc, TRANSPARENT);

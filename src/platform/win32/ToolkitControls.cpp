@@ -353,6 +353,10 @@ void FormWindow::notified(HWND child, UINT code) {
         break;
     case CBN_DROPDOWN:
         native->picked = native->dismissed = false;
+        // What the focus leaves behind may fill this list, which takes its height from its entries as it opens.
+        followFocus();
+        if (!closed && form.activeControl() != &native->control)
+            PostMessageW(native->window, CB_SHOWDROPDOWN, FALSE, 0);
         break;
     case CBN_SELCHANGE:
         native->picked = true;

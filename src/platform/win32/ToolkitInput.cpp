@@ -63,11 +63,12 @@ bool FormWindow::isOver(const Control& control, LPARAM where) const {
 }
 
 void FormWindow::mouseDown(std::int16_t button, LPARAM where) {
-    if (!pressed) pressed = hit(where);
-    if (!pressed) return;
+    Control* const control = pressed ? pressed : hit(where);
+    if (!control) return;
+    pressed = control;
     buttonsDown |= button;
-    SetCapture(window); // a drag goes on outside
-    raiseMouse(pressed->MouseDown, button, pressed, where);
+    if (GetCapture() != window) SetCapture(window); // a drag goes on outside
+    raiseMouse(control->MouseDown, button, control, where);
 }
 
 void FormWindow::mouseUp(std::int16_t button, LPARAM where) {

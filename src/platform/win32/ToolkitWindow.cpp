@@ -201,6 +201,7 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
         mouseMoved(wParam, lParam);
         return 0;
     case WM_CAPTURECHANGED:
+        if (reinterpret_cast<HWND>(lParam) == window) return 0; // taken again by who had it
         pressed = nullptr;
         buttonsDown = 0;
         return 0;

@@ -40,6 +40,10 @@ void showHand(std::initializer_list<Control*> controls) {
     for (Control* control : controls) control->MousePointer = pointerHand;
 }
 
+void takeFocusOnClick(std::initializer_list<Control*> controls) {
+    for (Control* control : controls) control->ClickFocus = true;
+}
+
 void makeReachable(std::initializer_list<Control*> controls) {
     for (Control* control : controls) control->TabStop = true;
 }

@@ -28,6 +28,9 @@ private:
 /// Gives controls the hand as mouse pointer, the only sign that a picture or a label is a button.
 void showHand(std::initializer_list<Control*> controls);
 
+/// Lets a click move the focus to pictures that the Tab key passes by, so that what the focus leaves is asked first.
+void takeFocusOnClick(std::initializer_list<Control*> controls);
+
 /// Lets the Tab key reach pictures and labels that act on a click, so that the mouse is never needed.
 void makeReachable(std::initializer_list<Control*> controls);
 

@@ -12,10 +12,8 @@ struct FrmDownloading : Form {
     PictureBox imgDownloadBg{*this, {12, 60, 417, 22}, "download-bg"};
     PictureBox picProgressBar{*this, {12, 60, 417, 22}, "progress"};
     Label lblProgressPercent{*this, {100, 92, 241, 18}, L"100%", look::centred};
+    // Out of the Tab key's reach, as all of this window is: no key aborts a download by accident.
     PictureBox imgAbort{*this, {345, 108, 84, 28}, "button-abort", L"Abort", look::quietButton};
-
-    // Far outside: the keyboard's focus rests here, so that no key aborts a download by accident.
-    CommandButton cmdFocusStealer{*this, {16383, 0, 25, 25}, {}};
 
     FrmDownloading();
     void Form_Load();

@@ -27,6 +27,7 @@ FrmLogin::FrmLogin()
             .text = look::ink}) {
     showHand({&picLoginSubmit, &picNewAccount, &picCloseX});
     makeReachable({&picLoginSubmit, &picNewAccount});
+    takeFocusOnClick({&picCloseX});
     cmdLogin.Click = [this] { cmdLogin_Click(); };
     picLoginSubmit.Click = [this] { cmdLogin_Click(); };
     picNewAccount.Click = [this] { picNewAccount_Click(); };

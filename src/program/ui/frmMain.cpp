@@ -38,6 +38,7 @@ FrmMain::FrmMain()
     picBuff.Visible = false;
     showHand({&picCloseX, &lblUploadedWhere, &lblFavoriteWhere, &picMainTopLogo, &picSave, &picExit, &picOptions});
     makeReachable({&lblUploadedWhere, &lblFavoriteWhere, &picSave, &picExit, &picOptions});
+    takeFocusOnClick({&picCloseX, &picMainTopLogo});
 
     tmrMain.Timer = [this] { tmrMain_Timer(); };
     picSave.Click = [this] { picSave_Click(); };

@@ -21,6 +21,7 @@ FrmOptions::FrmOptions()
             .text = look::ink}) {
     showHand({&picCancel, &picSave, &picCloseX, &lblLogout});
     makeReachable({&lblLogout, &picSave, &picCancel});
+    takeFocusOnClick({&picCloseX});
     picSave.Click = [this] { picSave_Click(); };
     picCancel.Click = [this] { picCancel_Click(); };
     picCloseX.Click = [this] { picCancel_Click(); };

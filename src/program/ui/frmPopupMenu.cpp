@@ -33,6 +33,10 @@ FrmPopupMenu::FrmPopupMenu()
     mnuExit.Click = [this] { mnuExit_Click(); };
 }
 
+/// The icon's events come to this window for as long as the program runs. A close request can reach it, unseen as it
+/// is: after its menu it is the foreground window.
+void FrmPopupMenu::Form_Unload(std::int16_t& Cancel) { Cancel = 1; }
+
 /// The tray icon's events arrive here, because its callback message is that of a mouse move: the event's number comes
 /// as the X coordinate.
 void FrmPopupMenu::Form_MouseMove(double X) {

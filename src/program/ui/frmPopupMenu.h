@@ -17,6 +17,7 @@ struct FrmPopupMenu : Form {
     MenuEntry mnuExit{L"E&xit Quillory", true, true, {}};
 
     FrmPopupMenu();
+    void Form_Unload(std::int16_t& Cancel);
     void Form_MouseMove(double X);
 
     void mnuVisitVH_Click();

@@ -16,6 +16,7 @@ FrmQuickStart::FrmQuickStart()
             .text = look::ink}) {
     showHand({&picClose, &picCloseX});
     makeReachable({&picClose});
+    takeFocusOnClick({&picCloseX});
     Activate = [this] { Form_Activate(); };
     picClose.Click = [this] { picClose_Click(); };
     picCloseX.Click = [this] { picClose_Click(); };
