@@ -51,14 +51,16 @@ inline constexpr std::int32_t critical = 16;
 inline constexpr std::int32_t question = 32;
 inline constexpr std::int32_t exclamation = 48;
 inline constexpr std::int32_t information = 64;
+inline constexpr std::int32_t notAsked = 0; // the same question is up already
 inline constexpr std::int32_t resultOk = 1;
 inline constexpr std::int32_t resultYes = 6;
 inline constexpr std::int32_t resultNo = 7;
 } // namespace box
 
-/// Shows a message box, in front of the program's active window if there is one, and returns the button. Messages go on
-/// being dispatched meanwhile.
-std::int32_t messageBox(const std::wstring& text, std::int32_t style, const std::wstring& title);
+/// Shows a message box and returns the button. Messages go on being dispatched meanwhile, so the call may return late:
+/// `answered` is told the button at once. A box that is up already is brought forward instead, and notAsked returned.
+std::int32_t messageBox(const std::wstring& text, std::int32_t style, const std::wstring& title,
+                        const std::function<void(std::int32_t button)>& answered = {});
 
 /// What to do with an exception that a handler lets out into the message loop: it must not cross the platform's own
 /// frames, so it is handed over here. Without a handler such an exception ends the process.

@@ -164,8 +164,9 @@ void Form::changed(Aspect aspect) {
         if (design.startUp == StartUp::centreOwner) centreOn(ownedBy);
     }
     // Before the window goes: what it blocked must be able to take the activation from it.
-    if (aspect == Aspect::visible && !Visible) unblock();
+    if (aspect == Aspect::visible && !Visible) waits.reset();
     platform::formChanged(*this, aspect);
+    if (aspect == Aspect::visible && Visible && asking::blocks(*this)) asking::bringForward(platform::hasKeyboard());
     if (aspect == Aspect::visible && Visible && !active)
         if (Control* first = Input::nextInTabOrder(*this, nullptr, false)) first->SetFocus();
 }
@@ -182,32 +183,32 @@ void Form::centreOn(const Form* other) {
 
 void Form::Show(Modality modality, Form* owner) {
     const auto alive = weak_from_this().lock();
+    const auto ownerAlive = owner ? owner->weak_from_this().lock() : nullptr;
     if (owner && ownedBy != owner) {
         ownedBy = owner;
         platform::inputChanged(*this);
     }
+    const bool modal = modality == Modality::modal;
+    if (modal && !waits) waits = std::make_unique<asking::Waiting>(asking::Question{this, {}, {}});
+    quiet = modal && !platform::hasKeyboard();
+    if (WindowState == windowMinimized) WindowState = windowNormal;
     if (!Visible) Visible = true;
-    platform::activate(*this);
-    if (modality == Modality::modal) runModal(owner);
-}
-
-void Form::runModal(Form* blocked) {
+    bringForward();
+    quiet = false;
+    if (!modal) return;
     struct Release { // also when the process ends under a test, by an exception
-        ~Release() { form.unblock(); }
+        ~Release() { form.waits.reset(); }
         Form& form;
     };
-    const auto ownerAlive = blocked ? blocked->weak_from_this().lock() : nullptr;
     const Release release{*this};
-    if (blocked && !blocks) {
-        blocks = blocked;
-        if (++blocks->blockedBy == 1) platform::inputChanged(*blocks);
-    }
     while (loaded && Visible) platform::waitMessages();
 }
 
-void Form::unblock() {
-    Form* const freed = std::exchange(blocks, nullptr);
-    if (freed && --freed->blockedBy == 0 && freed->isLoaded()) platform::inputChanged(*freed);
+void Form::bringForward() {
+    if (asking::blocks(*this))
+        asking::bringForward();
+    else
+        platform::activate(*this, !quiet);
 }
 
 void Form::Hide() {
@@ -215,11 +216,12 @@ void Form::Hide() {
 }
 
 void Form::SetFocus() {
-    if (loaded && Visible) platform::activate(*this);
+    if (loaded && Visible) bringForward();
 }
 
 void Form::PopupMenu(const std::vector<MenuEntry*>& entries, const MenuEntry* defaultEntry) {
     MenuEntry* chosen = platform::trackMenu(*this, entries, defaultEntry);
+    asking::bringForward(); // the menu's window has had the keyboard
     if (chosen && chosen->Enabled && chosen->Click) chosen->Click();
 }
 

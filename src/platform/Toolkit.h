@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/Asking.h"
 #include "platform/Messages.h"
 #include "platform/Pictures.h"
 #include "platform/Property.h"
@@ -204,6 +205,7 @@ struct FormDesign {
     bool inTaskbar = true;
     bool notice = false;   // never takes the activation
     bool closable = true;  // answers the system's close request
+    bool unseen = false;   // never shown: it is there for its handle, and nothing blocks it
     Color background{};
     Color edge{};
     Color text{}; // of fields, options and checks
@@ -224,7 +226,8 @@ public:
     std::function<void()> Activate;
     std::function<void(std::int16_t Button, std::int16_t Shift, double X, double Y)> MouseMove;
 
-    /// Shows the window; modal, it blocks `owner` and returns when this form has been hidden or unloaded.
+    /// Shows the window in front, not minimized. Modal, it waits for an answer (Asking.h) and returns when it has been
+    /// hidden or unloaded; it then leaves the keyboard to another program that has it.
     void Show(Modality modality = Modality::modeless, Form* owner = nullptr);
     void Hide();
     void SetFocus();
@@ -240,9 +243,12 @@ public:
     CommandButton* defaultButton() const { return byReturn; }
     Form* owner() const { return ownedBy; }
 
-    /// The person can use the window: it is enabled and no modal window stands before it.
-    bool takesInput() const { return Enabled && blockedBy == 0; }
+    /// The person can use the window: it is enabled, and nothing waits for an answer first.
+    bool takesInput() const { return Enabled && !asking::blocks(*this); }
     bool isLoaded() const { return loaded; }
+
+    /// It comes while the person is at another program, whose keyboard it leaves alone.
+    bool comesQuietly() const { return quiet; }
 
     void changed(Aspect aspect) override;
 
@@ -258,15 +264,14 @@ private:
     friend class CommandButton;
     friend struct Input;
     void centreOn(const Form* other);
-    void runModal(Form* blocked);
-    void unblock();
+    void bringForward();
 
     std::vector<Control*> all;
     Control* active = nullptr;
     CommandButton* byReturn = nullptr;
     Form* ownedBy = nullptr;
-    Form* blocks = nullptr; // while modal
-    int blockedBy = 0;
+    std::unique_ptr<asking::Waiting> waits; // while modal
+    bool quiet = false;
     bool loaded = false;
     bool placed = false;
 };

@@ -17,11 +17,28 @@ void controlChanged(Control& control, Aspect aspect);
 /// The form's activeControl() has moved.
 void focusChanged(Form& form);
 
-/// Brings the window to the front of the program's windows, active.
-void activate(Form& form);
+/// Brings the window to the front of the program's windows, active or, without the keyboard, only shown in the taskbar.
+void activate(Form& form, bool withKeyboard);
 
-/// Whether the person may use the window has changed (takesInput()), or its owner.
+/// Whether the person may use the window may have changed (takesInput()), or its owner.
 void inputChanged(Form& form);
+
+/// Shows a message box and returns its button. `gone` is told the button as soon as it is pressed, before the box
+/// leaves the screen: a loop that runs on top of the box's own may keep the call from returning for long.
+std::int32_t showBox(const std::wstring& text, std::int32_t style, const std::wstring& title,
+                     const std::function<void(std::int32_t)>& gone);
+
+/// Which of the boxes that are up takes input may have changed: the one that is asking::last(), or none.
+void boxInputChanged();
+
+/// As activate(), for the box that came last.
+void activateBox(bool withKeyboard);
+
+/// True if the keyboard is the program's, and before its first message: whoever starts a program means to use it.
+bool hasKeyboard();
+
+/// Ends a menu that is open, without a choice.
+void endMenu();
 
 /// Absolute place of a control on its form, in design pixels.
 Place placeOnForm(const Control& control);

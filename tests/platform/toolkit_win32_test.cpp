@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <windows.h>
@@ -274,6 +275,87 @@ TEST_F(Win32Toolkit, AModalWindowBlocksItsOwnerUntilItGoes) {
     form.discard();
     EXPECT_TRUE(IsWindow(owned)); // its own form lives on
     modal.discard();
+}
+
+TEST_F(Win32Toolkit, ABoxStaysInFrontHearsItsKeysUnderAnyLoopAndGivesTheFocusBack) {
+    form->text.SetFocus();
+    const auto ask = [this] {
+        return platform::messageBox(L"Really?", platform::box::ok, L"Question", [this](std::int32_t button) {
+            events.push_back("told " + std::to_string(button));
+        });
+    };
+    TimerControl meanwhile(*form, 30, true);
+    meanwhile.Timer = [&] {
+        const HWND box = FindWindowW(L"#32770", L"Question");
+        if (!box || !IsWindowVisible(box)) return;
+        meanwhile.Enabled = false;
+        form->Enabled = false;
+        form->Enabled = true;
+        events.push_back(IsWindowEnabled(window()) ? "free" : "blocked");
+        form->SetFocus();
+        events.push_back(GetActiveWindow() == box ? "box" : "form");
+        SetActiveWindow(window()); // as the taskbar does
+        platform::pumpMessages();
+        events.push_back(GetActiveWindow() == box ? "box" : "form");
+        events.push_back("again " + std::to_string(ask()));
+        PostMessageW(GetFocus(), WM_KEYDOWN, VK_RETURN, 1);
+        PostMessageW(GetFocus(), WM_KEYUP, VK_RETURN, static_cast<LPARAM>(0xC0000001));
+        platform::pumpMessages();
+        events.push_back(IsWindowEnabled(window()) ? "free" : "blocked"); // its own loop has not returned
+    };
+    EXPECT_EQ(ask(), 1);
+    EXPECT_THAT(events, ElementsAre("blocked", "box", "box", "again 0", "told 1", "free"));
+    EXPECT_EQ(GetFocus(), native(form->text));
+}
+
+TEST_F(Win32Toolkit, ABoxThatIsAnsweredOverABusyWindowLeavesItTheActivationAndNoInput) {
+    form->text.SetFocus();
+    TimerControl meanwhile(*form, 30, true);
+    meanwhile.Timer = [&] {
+        const HWND box = FindWindowW(L"#32770", L"Question");
+        if (!box || !IsWindowVisible(box)) return;
+        meanwhile.Enabled = false;
+        form->Enabled = false;
+        PostMessageW(box, WM_COMMAND, IDOK, reinterpret_cast<LPARAM>(GetDlgItem(box, IDOK)));
+    };
+    platform::messageBox(L"Really?", platform::box::ok, L"Question");
+    EXPECT_EQ(GetActiveWindow(), window());
+    EXPECT_FALSE(IsWindowEnabled(window()));
+    form->Enabled = true;
+    EXPECT_EQ(GetFocus(), native(form->text));
+}
+
+TEST_F(Win32Toolkit, AnOpenMenuAndAnOpenListEndBeforeWhatAsks) {
+    form->combo.SetFocus();
+    for (const WORD key : {WORD{VK_F4}, WORD{VK_DOWN}}) type(key);
+    form->Enabled = false;
+    EXPECT_FALSE(SendMessageW(native(form->combo), CB_GETDROPPEDSTATE, 0, 0));
+    wchar_t shown[16];
+    GetWindowTextW(native(form->combo), shown, 16);
+    EXPECT_EQ(form->combo.Text(), shown) << "what is shown is what is used";
+    form->Enabled = true;
+
+    MenuEntry entry{L"Entry", true, true, {}};
+    entry.Click = [this] { events.push_back("chosen"); };
+    bool asked = false;
+    TimerControl meanwhile(*form, 30, true);
+    meanwhile.Timer = [&] {
+        const HWND menu = FindWindowW(L"#32768", nullptr);
+        const HWND box = FindWindowW(L"#32770", L"Question");
+        if (menu && IsWindowVisible(menu) && !std::exchange(asked, true))
+            platform::messageBox(L"Really?", platform::box::ok, L"Question");
+        if (!box || !IsWindowVisible(box)) return;
+        meanwhile.Enabled = false;
+        GUITHREADINFO info{};
+        info.cbSize = sizeof info;
+        GetGUIThreadInfo(GetCurrentThreadId(), &info);
+        events.push_back(menu ? "menu" : "no menu");
+        events.push_back(info.flags & GUI_INMENUMODE || info.hwndCapture ? "captured" : "free");
+        PostMessageW(box, WM_COMMAND, IDOK, reinterpret_cast<LPARAM>(GetDlgItem(box, IDOK)));
+    };
+    SetForegroundWindow(window());
+    form->PopupMenu({&entry}, nullptr);
+    EXPECT_THAT(events, ElementsAre("no menu", "free"));
 }
 
 TEST_F(Win32Toolkit, TheShellsMessageAboutTheTrayIconIsAMouseMove) {

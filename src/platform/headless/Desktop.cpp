@@ -1,6 +1,8 @@
 #include "platform/Desktop.h"
 
+#include "platform/ToolkitPeer.h"
 #include "platform/headless/State.h"
+#include "platform/headless/Toolkit.h"
 
 using headless::state;
 
@@ -23,6 +25,13 @@ void setWindowPos(WindowHandle window, std::int32_t insertAfter, std::uint32_t f
     state.placed.push_back({window, insertAfter, flags});
 }
 
-void setForegroundWindow(WindowHandle window) { state.foreground.push_back(window); }
+void setForegroundWindow(WindowHandle window) {
+    state.foreground.push_back(window);
+    Form* const form = headless::formOf(window);
+    if (form && asking::blocks(*form))
+        asking::bringForward();
+    else if (form)
+        activate(*form, true);
+}
 
 } // namespace platform

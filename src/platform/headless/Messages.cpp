@@ -155,16 +155,6 @@ std::uint32_t startTimer(std::uint32_t milliseconds, std::function<void()> callb
 
 void stopTimer(std::uint32_t id) { timers.erase(id); }
 
-std::int32_t messageBox(const std::wstring& text, std::int32_t style, const std::wstring& title) {
-    headless::boxes.push_back({text, style, title});
-    const headless::ShownBox shown = headless::boxes.back();
-    if (headless::whileBoxIsUp) headless::whileBoxIsUp(shown);
-    if (headless::answers.empty()) return (style & box::yesNo) != 0 ? box::resultYes : box::resultOk;
-    const std::int32_t answer = headless::answers.front();
-    headless::answers.pop_front();
-    return answer;
-}
-
 void setEscapeHandler(std::function<void(std::exception_ptr)> handler) { escapeHandler = std::move(handler); }
 
 void guarded(const std::function<void()>& callback) {

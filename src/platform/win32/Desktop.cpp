@@ -4,6 +4,7 @@
 
 #include "platform/Text.h"
 #include "platform/win32/Handles.h"
+#include "platform/win32/ToolkitWindow.h"
 
 namespace platform {
 
@@ -48,6 +49,12 @@ void setWindowPos(WindowHandle window, std::int32_t insertAfter, std::uint32_t f
                  flags);
 }
 
-void setForegroundWindow(WindowHandle window) { SetForegroundWindow(win32::toHwnd(window)); }
+void setForegroundWindow(WindowHandle window) {
+    const auto shown = win32::formWindowAt(win32::toHwnd(window));
+    if (shown && asking::blocks(shown->form))
+        asking::bringForward();
+    else
+        SetForegroundWindow(win32::toHwnd(window));
+}
 
 } // namespace platform

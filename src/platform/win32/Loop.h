@@ -7,4 +7,7 @@ namespace platform::win32 {
 /// with. Null for no filter.
 void setMessageFilter(bool (*filter)(void* message));
 
+/// True once the program has dispatched a message.
+bool isRunning();
+
 } // namespace platform::win32

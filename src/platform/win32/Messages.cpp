@@ -5,8 +5,10 @@
 
 #include "platform/Process.h"
 #include "platform/Text.h"
+#include "platform/ToolkitPeer.h"
 #include "platform/win32/Handles.h"
 #include "platform/win32/Loop.h"
+#include "platform/win32/ToolkitBox.h"
 
 using platform::win32::fromHwnd;
 using platform::win32::toHwnd;
@@ -22,6 +24,7 @@ std::map<platform::WindowHandle, Hook> hooks;
 std::map<UINT_PTR, std::function<void()>> timers;
 std::function<void(std::exception_ptr)> escapeHandler;
 bool (*messageFilter)(void* message) = nullptr;
+bool running = false; // a message has been dispatched
 
 LRESULT CALLBACK hookedProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     LRESULT result = 0;
@@ -45,7 +48,9 @@ void CALLBACK timerFired(HWND, UINT, UINT_PTR id, DWORD) {
 }
 
 void dispatch(MSG& message) {
+    running = true;
     if (message.message == WM_QUIT) platform::endProcess();
+    if (platform::win32::filterBoxKeys(message)) return;
     if (messageFilter && messageFilter(&message)) return;
     TranslateMessage(&message);
     DispatchMessageW(&message);
@@ -54,6 +59,8 @@ void dispatch(MSG& message) {
 } // namespace
 
 namespace platform {
+
+bool win32::isRunning() { return running; }
 
 void win32::setMessageFilter(bool (*filter)(void* message)) { messageFilter = filter; }
 
@@ -94,11 +101,13 @@ void unhookWindow(WindowHandle window) {
 }
 
 void pumpMessages() {
+    endMenu(); // its loop lies below and would not hear a key any more
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) dispatch(message);
 }
 
 void waitMessages() {
+    endMenu();
     MSG message;
     if (GetMessageW(&message, nullptr, 0, 0) >= 0) dispatch(message);
 }
@@ -115,17 +124,6 @@ std::uint32_t startTimer(std::uint32_t milliseconds, std::function<void()> callb
 
 void stopTimer(std::uint32_t id) {
     if (timers.erase(id) == 1) KillTimer(nullptr, id);
-}
-
-std::int32_t messageBox(const std::wstring& text, std::int32_t style, const std::wstring& title) {
-    // A hidden window may well be the active one, after a click on the tray icon; a box that it owns gets lost behind
-    // other programs.
-    HWND owner = GetActiveWindow();
-    if (!IsWindowVisible(owner)) owner = nullptr;
-    auto bits = static_cast<UINT>(style);
-    if (!owner) bits |= MB_SETFOREGROUND;
-    if ((bits & MB_TYPEMASK) > MB_CANCELTRYCONTINUE) bits &= ~static_cast<UINT>(MB_TYPEMASK); // else there is no box
-    return MessageBoxW(owner, text.c_str(), title.c_str(), bits);
 }
 
 void setEscapeHandler(std::function<void(std::exception_ptr)> handler) { escapeHandler = std::move(handler); }

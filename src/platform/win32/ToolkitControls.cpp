@@ -217,6 +217,7 @@ void FormWindow::apply(Native& native, Aspect aspect) {
     case Aspect::enabled: {
         const bool enabled = native.control.Enabled;
         if ((IsWindowEnabled(native.window) != 0) == enabled) break;
+        if (!enabled) endList(native);
         if (enabled) EnableWindow(native.window, TRUE);
         applyFocus(); // away from it beforehand, and back to it
         if (!enabled) EnableWindow(native.window, FALSE);
@@ -332,6 +333,18 @@ void FormWindow::settleChoice(Native& native) {
         Input::choose(*combo, native.listed[static_cast<std::size_t>(index)]);
     else
         adoptText(native); // an opening list completes what was typed
+}
+
+void FormWindow::endList(Native& native) {
+    if (!isDropped(native)) return;
+    const Assigning now(assigning);
+    SendMessageW(native.window, CB_SHOWDROPDOWN, FALSE, 0);
+    native.picked = native.dismissed = false;
+    showText(native);
+}
+
+void FormWindow::endLists() {
+    for (const auto& [control, native] : natives) endList(*native);
 }
 
 // What the person does

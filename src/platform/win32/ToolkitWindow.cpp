@@ -8,6 +8,7 @@
 #include "platform/ToolkitPeer.h"
 #include "platform/win32/Handles.h"
 #include "platform/win32/Loop.h"
+#include "platform/win32/ToolkitBox.h"
 
 namespace platform::win32 {
 
@@ -98,13 +99,14 @@ void FormWindow::destroy() {
     // A window takes the windows that it owns with it, and their forms live on.
     for (const auto& other : allFormWindows())
         if (GetWindow(other->window, GW_OWNER) == window) SetWindowLongPtrW(other->window, GWLP_HWNDPARENT, 0);
+    disownBoxes(window);
     DestroyWindow(window);
     window = nullptr;
 }
 
 void FormWindow::show() {
     placeNow();
-    if (form.design.notice)
+    if (form.design.notice || form.comesQuietly() || asking::blocks(form))
         ShowWindow(window, SW_SHOWNOACTIVATE);
     else
         ShowWindow(window, form.WindowState == windowMinimized ? SW_SHOWMINIMIZED : SW_SHOWNORMAL);
@@ -112,14 +114,20 @@ void FormWindow::show() {
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
 }
 
-void FormWindow::hide() { ShowWindow(window, SW_HIDE); }
+void FormWindow::hide() {
+    disownBoxes(window);
+    if (GetActiveWindow() == window)
+        if (const HWND next = windowToReturnTo(window, GetWindow(window, GW_OWNER))) SetActiveWindow(next);
+    ShowWindow(window, SW_HIDE);
+}
 
-void FormWindow::activate() {
-    if (form.design.notice || !form.takesInput()) {
-        SetWindowPos(window, HWND_TOP, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+void FormWindow::activate(bool withKeyboard) {
+    if (withKeyboard && !form.design.notice && form.takesInput()) {
+        SetForegroundWindow(window);
         return;
     }
-    SetForegroundWindow(window);
+    SetWindowPos(window, HWND_TOP, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+    if (!withKeyboard) announce(window);
 }
 
 void FormWindow::applyInput() {
@@ -129,6 +137,7 @@ void FormWindow::applyInput() {
         SetWindowLongPtrW(window, GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(ownerWindow));
     const bool wasEnabled = IsWindowEnabled(window);
     if (wasEnabled == form.takesInput()) return;
+    if (wasEnabled) endLists(); // or a list that is cut short would leave its entry in the field, unchosen
     EnableWindow(window, form.takesInput());
     applyFocus(); // keys reach a focused control even on a disabled window
 }
@@ -194,6 +203,9 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case focusMoved:
         followFocus();
         return 0;
+    case blockedOne:
+        if (GetActiveWindow() == window) asking::bringForward();
+        return 0;
     case choiceMade:
         if (Native* native = nativeOf(reinterpret_cast<HWND>(lParam))) settleChoice(*native);
         return 0;
@@ -237,6 +249,12 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
         }
         break;
     case WM_SETCURSOR: {
+        // A click on a window that is blocked goes to what blocks it.
+        const WORD cause = HIWORD(lParam);
+        if (static_cast<SHORT>(LOWORD(lParam)) == HTERROR && asking::blocks(form) && buttonPressedBy(cause)) {
+            asking::bringForward();
+            return TRUE;
+        }
         if (LOWORD(lParam) != HTCLIENT) break;
         Native* native = nativeOf(reinterpret_cast<HWND>(wParam));
         if (native && form.MousePointer == pointerDefault && native->control.MousePointer == pointerDefault)
@@ -253,6 +271,7 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case WM_ACTIVATE: {
         const LRESULT result = DefWindowProcW(window, message, wParam, lParam); // sets the focus
         if (LOWORD(wParam) != WA_INACTIVE && HIWORD(wParam) == 0 && form.Visible && form.Activate) form.Activate();
+        if (LOWORD(wParam) != WA_INACTIVE && asking::blocks(form)) PostMessageW(window, blockedOne, 0, 0);
         return result;
     }
     case WM_CLOSE:
@@ -343,8 +362,8 @@ void focusChanged(Form& form) {
     if (const auto shown = windowOfForm(form)) shown->applyFocus();
 }
 
-void activate(Form& form) {
-    if (const auto shown = windowOfForm(form)) shown->activate();
+void activate(Form& form, bool withKeyboard) {
+    if (const auto shown = windowOfForm(form)) shown->activate(withKeyboard);
 }
 
 void inputChanged(Form& form) {

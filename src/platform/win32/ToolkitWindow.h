@@ -23,7 +23,7 @@ class FormWindow;
 using MouseEvent = std::function<void(std::int16_t Button, std::int16_t Shift, double X, double Y)>;
 
 /// Messages to itself, for what must wait until a procedure of the system has returned.
-enum : UINT { placeWaits = WM_APP, focusMoved, choiceMade };
+enum : UINT { placeWaits = WM_APP, focusMoved, choiceMade, blockedOne };
 
 /// A native control.
 struct Native {
@@ -61,7 +61,7 @@ public:
     void destroy();
     void show();
     void hide();
-    void activate();
+    void activate(bool withKeyboard);
     void applyInput();
     void applyWindowState();
     void applyPointer();
@@ -86,6 +86,7 @@ public:
     Native* nativeOf(HWND window) const; // also by its inner window
     void apply(Native& native, Aspect aspect);
     void applyShownNatives();
+    void endLists();      // closes open lists, with what was chosen before
     void applyFocus();    // gives the system's focus to the form's active control
     void followFocus();   // the person moved the system's focus
     void notified(HWND child, UINT code);
@@ -111,6 +112,7 @@ private:
     void adoptText(Native& native);
     void adoptSelection(Native& native);
     void settleChoice(Native& native);
+    void endList(Native& native);
 
     Surface buffer;
     SIZE size{}; // of the window, as last drawn

@@ -61,17 +61,19 @@ void CVHAPI::APIHandleError(std::int16_t ErrorNo, const std::wstring& ErrorDescr
 }
 
 void CVHAPI::refuseLogin() {
-    platform::messageBox(L"Oops!  That username / password is not a valid Velvet Harbor login!" + crLf + crLf +
-                             L"Please try again, or visit VelvetHarbor to create a new account or recover a forgotten "
-                             L"password.",
-                         box::exclamation, L"Invalid Username/Password");
+    const auto answer = platform::messageBox(
+        L"Oops!  That username / password is not a valid Velvet Harbor login!" + crLf + crLf +
+            L"Please try again, or visit VelvetHarbor to create a new account or recover a forgotten "
+            L"password.",
+        box::exclamation, L"Invalid Username/Password");
+    if (answer == box::notAsked) return; // the first one goes on when it is answered
     forgetLogin();
     apiPasswordHash.clear();
     frmLogin->txtPassword.Text = L"";
     frmOptions->lblLoggedIn.Caption = L"[Not Logged In]";
     apiLoggedIn = false;
     apiSilent = false;
-    if (!frmLogin->Visible) frmLogin->Show();
+    if (!frmLogin->Visible || frmLogin->WindowState == windowMinimized) frmLogin->Show();
     frmLogin->EnableLogin();
     if (apiUsername.empty()) {
         frmLogin->txtUserName.Text = L"";

@@ -24,7 +24,12 @@ const std::wstring homePage = std::wstring(SiteHomeUrl) + L"?source=Quillory";
 } // namespace
 
 FrmPopupMenu::FrmPopupMenu()
-    : Form({.name = L"frmPopupMenu", .caption = L"Popup Menu Form", .width = 100, .height = 100, .inTaskbar = false}) {
+    : Form({.name = L"frmPopupMenu",
+            .caption = L"Popup Menu Form",
+            .width = 100,
+            .height = 100,
+            .inTaskbar = false,
+            .unseen = true}) {
     MouseMove = [this](std::int16_t, std::int16_t, double X, double) { Form_MouseMove(X); };
     mnuVisitVH.Click = [this] { mnuVisitVH_Click(); };
     mnuViewCurrent.Click = [this] { mnuViewCurrent_Click(); };

@@ -69,15 +69,20 @@ void FrmMain::Form_Load() {
 }
 
 void FrmMain::exitQuillory(bool confirmed) {
-    if (!confirmed) {
-        const auto answer =
-            platform::messageBox(L"Are you sure you want to completely shut down Quillory?" + crLf + crLf +
-                                     L"Your wallpaper will remain exactly as it looks now and will not be "
-                                     L"automatically updated with new images.",
-                                 box::yesNo | box::question, L"Confirm Exit");
-        if (answer != box::resultYes) return;
+    const auto shutDown = [] {
+        gAPI->APICloseSock();
+        RemoveSystrayIcon();
+        platform::endProcess();
+    };
+    if (confirmed) {
+        shutDown();
+        return;
     }
-    gAPI->APICloseSock();
-    RemoveSystrayIcon();
-    platform::endProcess();
+    // The answer ends the program at once: a wait for the connection may lie on top of this call, for a minute.
+    platform::messageBox(L"Are you sure you want to completely shut down Quillory?" + crLf + crLf +
+                             L"Your wallpaper will remain exactly as it looks now and will not be "
+                             L"automatically updated with new images.",
+                         box::yesNo | box::question, L"Confirm Exit", [&](std::int32_t answer) {
+                             if (answer == box::resultYes) shutDown();
+                         });
 }
