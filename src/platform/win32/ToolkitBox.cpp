@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include <windows.h>
 
@@ -82,7 +83,7 @@ LRESULT CALLBACK boxHook(int code, WPARAM wParam, LPARAM lParam) {
 /// Whose window it is that the keyboard goes to. Nobody's counts as the program's, while windows change.
 bool isOurs(HWND window) {
     DWORD process = 0;
-    if (window) GetWindowThreadProcessId(window, &process);
+    if (window && window != GetDesktopWindow()) GetWindowThreadProcessId(window, &process);
     return process == 0 || process == GetCurrentProcessId();
 }
 
