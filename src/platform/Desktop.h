@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "platform/Messages.h"
@@ -30,12 +31,13 @@ Size screenSize();
 /// Pixels per logical inch, 96 for a screen at 100 %. Fixed for the life of the process.
 std::int32_t screenDpi();
 
-/// The screen less the taskbar (SystemParametersInfoA, action 48).
+/// The screen less the taskbar (SystemParametersInfo, action 48).
 Rect workArea();
 
-Point cursorPosition();
+/// Nothing while the platform does not tell, as on a locked desktop.
+std::optional<Point> cursorPosition();
 
-/// Makes the bitmap file the desktop's wallpaper at once (SystemParametersInfoA, action 20, parameter 0). `flags`: 1
+/// Makes the bitmap file the desktop's wallpaper at once (SystemParametersInfo, action 20, parameter 0). `flags`: 1
 /// updates the user's profile, 2 tells all windows. True on success.
 bool setWallpaper(const std::wstring& path, std::uint32_t flags);
 

@@ -63,7 +63,8 @@ std::int32_t messageBox(const std::wstring& text, std::int32_t style, const std:
                         const std::function<void(std::int32_t button)>& answered = {});
 
 /// What to do with an exception that a handler lets out into the message loop: it must not cross the platform's own
-/// frames, so it is handed over here. Without a handler such an exception ends the process.
+/// frames, so it is handed over here. Without a handler such an exception ends the process; one that the handler itself
+/// lets out is lost.
 void setEscapeHandler(std::function<void(std::exception_ptr)> handler);
 
 /// Runs a callback of the platform, with what escapes from it going to the escape handler.

@@ -9,11 +9,11 @@
 /// The shell: the data folder's parent, opening links and programs, the notification area.
 namespace platform {
 
-/// The user's application data folder (SHGetFolderPathA, folder 26), without a trailing backslash, cut at the first
+/// The user's application data folder (SHGetFolderPath, folder 26), without a trailing backslash, cut at the first
 /// NUL; empty if the shell gives none.
 std::wstring applicationDataFolder(WindowHandle owner);
 
-/// ShellExecuteA; the platform's result, above 32 for success.
+/// ShellExecute; the platform's result, above 32 for success.
 std::int32_t shellExecute(WindowHandle owner, const std::wstring& operation, const std::wstring& target,
                           const std::wstring& parameters, const std::wstring& directory, std::int32_t showCommand);
 
@@ -37,8 +37,8 @@ inline constexpr std::uint32_t nimDelete = 2;
 /// uID as wParam and the mouse event's own message number as lParam. True if the shell took it.
 bool notifyIcon(std::uint32_t message, const NotifyIconData& record);
 
-/// Calls `callback` whenever the shell has made its taskbar anew, without the icons that were there before ("The Taskbar",
-/// TaskbarCreated). It reaches the program while a form is loaded. One callback; the last one given holds.
+/// Calls `callback` whenever the shell has made its taskbar anew, without the icons that were there before ("The
+/// Taskbar", TaskbarCreated). It reaches the program while a form is loaded. One callback; the last one given holds.
 void onTaskbarCreated(std::function<void()> callback);
 
 } // namespace platform

@@ -14,7 +14,8 @@ namespace {
 TEST(Desktop, ScreenWorkAreaAndCursorAgree) {
     const Size screen = screenSize();
     const Rect area = workArea();
-    const Point cursor = cursorPosition();
+    const auto cursor = cursorPosition();
+    ASSERT_TRUE(cursor);
     EXPECT_GT(screen.width, 0);
     EXPECT_GT(screen.height, 0);
     EXPECT_GE(screenDpi(), 96);
@@ -28,7 +29,7 @@ TEST(Desktop, ScreenWorkAreaAndCursorAgree) {
 }
 
 TEST(Desktop, AWallpaperIsSet) {
-    const std::wstring path = testDesktop::scratchFolder() + L"\\Quillory.bmp";
+    const std::wstring path = testDesktop::scratchFolder() + L"\\\x6D77\x306E\x58C1.bmp"; // in no ANSI code page
     using namespace std::string_literals;
     testDesktop::putFile(path, "BM\x3A\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0\1\0\0\0\1\0\0\0\1\0\x18\0"s +
                                    std::string(24, '\0') + "\x0A\x14\x1E\0"s); // one pixel

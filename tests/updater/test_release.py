@@ -14,7 +14,7 @@ from person import Person
 VERSION = "1.0.113"
 SYSTEM_LIBRARIES = {
     "advapi32", "comctl32", "gdi32", "kernel32", "msimg32", "msvcrt", "ole32", "oleaut32", "shell32", "user32",
-    "uxtheme", "windowscodecs", "ws2_32", "wsock32",
+    "uxtheme", "windowscodecs", "ws2_32",
 }  # fmt: skip
 UNINSTALL_KEY = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Quillory"
 RUN_KEY = "Software\\Microsoft\\Windows\\CurrentVersion\\Run"

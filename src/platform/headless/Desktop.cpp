@@ -14,7 +14,7 @@ std::int32_t screenDpi() { return state.dpi; }
 
 Rect workArea() { return state.workArea; }
 
-Point cursorPosition() { return state.cursor; }
+std::optional<Point> cursorPosition() { return state.cursor; }
 
 bool setWallpaper(const std::wstring& path, std::uint32_t flags) {
     state.wallpapers.push_back({path, flags});

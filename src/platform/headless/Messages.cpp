@@ -166,7 +166,13 @@ void guarded(const std::function<void()>& callback) {
         throw;
     } catch (...) {
         if (!escapeHandler) throw;
-        escapeHandler(std::current_exception());
+        try {
+            escapeHandler(std::current_exception());
+        } catch (const headless::ProcessEnded&) {
+            throw;
+        } catch (...) {
+            // It could not even be told of, for want of memory perhaps.
+        }
     }
 }
 

@@ -55,7 +55,7 @@ struct State {
     platform::Size screen{1920, 1080};
     std::int32_t dpi = 96;
     platform::Rect workArea{0, 0, 1920, 1040};
-    platform::Point cursor{0, 0};
+    std::optional<platform::Point> cursor{{0, 0}}; // nothing: the desktop is locked
 
     std::wstring applicationData = L"C:\\Users\\alice\\AppData\\Roaming"; // empty: the shell knows of none
     std::wstring programFolder = L"C:\\Program Files\\Quillory";

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include "platform/Text.h"
 #include "platform/win32/Handles.h"
 #include "platform/win32/ToolkitWindow.h"
 
@@ -29,19 +28,19 @@ std::int32_t screenDpi() {
 
 Rect workArea() {
     RECT area{};
-    SystemParametersInfoA(SPI_GETWORKAREA, 0, &area, 0);
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
     return {area.left, area.top, area.right, area.bottom};
 }
 
-Point cursorPosition() {
-    POINT point{};
-    GetCursorPos(&point);
-    return {point.x, point.y};
+std::optional<Point> cursorPosition() {
+    POINT point;
+    if (!GetCursorPos(&point)) return std::nullopt;
+    return Point{point.x, point.y};
 }
 
 bool setWallpaper(const std::wstring& path, std::uint32_t flags) {
-    std::string ansiPath = toAnsi(path);
-    return SystemParametersInfoA(SPI_SETDESKWALLPAPER, 0, ansiPath.data(), flags) != 0;
+    std::wstring buffer = path;
+    return SystemParametersInfoW(SPI_SETDESKWALLPAPER, 0, buffer.data(), flags) != 0;
 }
 
 void setWindowPos(WindowHandle window, std::int32_t insertAfter, std::uint32_t flags) {

@@ -133,7 +133,11 @@ void guarded(const std::function<void()>& callback) {
         callback();
     } catch (...) {
         if (!escapeHandler) std::terminate();
-        escapeHandler(std::current_exception());
+        try {
+            escapeHandler(std::current_exception());
+        } catch (...) {
+            // It could not even be told of, for want of memory perhaps.
+        }
     }
 }
 

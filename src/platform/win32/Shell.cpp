@@ -5,7 +5,6 @@
 #include <shellapi.h>
 #include <shlobj.h>
 
-#include "platform/Text.h"
 #include "platform/win32/Com.h"
 #include "platform/win32/Handles.h"
 
@@ -14,9 +13,9 @@ using platform::win32::toHwnd;
 namespace platform {
 
 std::wstring applicationDataFolder(WindowHandle owner) {
-    char folder[MAX_PATH] = {};
-    if (FAILED(SHGetFolderPathA(toHwnd(owner), CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder))) return {};
-    std::wstring path = fromAnsi(folder);
+    wchar_t folder[MAX_PATH] = {};
+    if (FAILED(SHGetFolderPathW(toHwnd(owner), CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder))) return {};
+    std::wstring path = folder;
     if (path.ends_with(L'\\')) path.pop_back();
     return path;
 }
@@ -24,9 +23,9 @@ std::wstring applicationDataFolder(WindowHandle owner) {
 std::int32_t shellExecute(WindowHandle owner, const std::wstring& operation, const std::wstring& target,
                           const std::wstring& parameters, const std::wstring& directory, std::int32_t showCommand) {
     win32::useCom(); // handlers of links may be COM objects
-    const HINSTANCE result = ShellExecuteA(toHwnd(owner), toAnsi(operation).c_str(), toAnsi(target).c_str(),
-                                           parameters.empty() ? nullptr : toAnsi(parameters).c_str(),
-                                           directory.empty() ? nullptr : toAnsi(directory).c_str(), showCommand);
+    const HINSTANCE result = ShellExecuteW(toHwnd(owner), operation.c_str(), target.c_str(),
+                                           parameters.empty() ? nullptr : parameters.c_str(),
+                                           directory.empty() ? nullptr : directory.c_str(), showCommand);
     return static_cast<std::int32_t>(reinterpret_cast<std::intptr_t>(result));
 }
 
