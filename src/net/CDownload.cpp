@@ -1,6 +1,7 @@
 #include "net/CDownload.h"
 
 #include <algorithm>
+#include <new>
 
 #include "core/Numbers.h"
 #include "net/Events.h"
@@ -64,15 +65,20 @@ void CDownload::Destination(const std::wstring&) { destination = trimmed(destina
 bool CDownload::DisableRedirection() const { return disableRedirection; }
 void CDownload::DisableRedirection(bool disable) { disableRedirection = disable; }
 std::int32_t CDownload::FileSize() const { return fileSize; }
+bool CDownload::IsIdle() const { return cmSocket == nullptr; }
 
 /// Runs a step whose failures all end the download the same way.
 template <class Step> void CDownload::failing(Step step) {
+    const auto fail = [this](const RunTimeError& error) {
+        std::wstring description = error.Description;
+        cmSocket_Error(static_cast<std::int16_t>(error.Number), description);
+    };
     try {
         step();
     } catch (const RunTimeError& error) {
-        ResetDownload();
-        std::wstring description = error.Description;
-        raiseEvent(on.Error, static_cast<std::int16_t>(error.Number), description);
+        fail(error);
+    } catch (const std::bad_alloc&) {
+        fail(RunTimeError(errors::outOfMemory));
     }
 }
 

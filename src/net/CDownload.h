@@ -11,8 +11,7 @@
 /// Fetches one URL into one local file over HTTP/1.0. The status of the answer is not looked at, and the end of the
 /// connection is the end of the download.
 ///
-/// All failures come as the event Error, after which the object is idle again; but for a failure to write an answer
-/// that ended without a header, which goes to the message loop's escape handler. A partial file stays.
+/// All failures come as the event Error, once, after which the object is idle again. A partial file stays.
 class CDownload {
 public:
     struct Events {
@@ -43,6 +42,7 @@ public:
     bool DisableRedirection() const;
     void DisableRedirection(bool disable);
     std::int32_t FileSize() const; // 0 outside of a download
+    bool IsIdle() const;           // no download is running
 
     /// Starts a download of the given or the stored URL into the given or the stored file, on port 80 whatever the URL
     /// says. Cancel first if one is running.

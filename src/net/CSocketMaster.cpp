@@ -1,5 +1,8 @@
 #include "net/CSocketMaster.h"
 
+#include <new>
+#include <utility>
+
 #include "net/Events.h"
 #include "net/LocalMachine.h"
 #include "net/SocketErrors.h"
@@ -86,10 +89,19 @@ void CSocketMaster::Protocol(std::int32_t newProtocol) {
 std::int32_t CSocketMaster::WndProc(platform::WindowHandle, std::uint32_t message, std::uint32_t wParam,
                                     std::int32_t lParam) {
     const auto alive = shared_from_this(); // a handler may drop the last reference
-    if (message == ResolveMessage) {
-        PostResolution(static_cast<std::int32_t>(wParam), HiWord(lParam));
-    } else if (message == SocketMessage) {
-        PostSocket(LoWord(lParam), HiWord(lParam));
+    try {
+        if (message == ResolveMessage) {
+            PostResolution(static_cast<std::int32_t>(wParam), HiWord(lParam));
+        } else if (message == SocketMessage) {
+            PostSocket(LoWord(lParam), HiWord(lParam));
+        }
+    } catch (const RunTimeError& error) {
+        if (!on.Error) throw;
+        raiseError(error.Number, error.Description, error.Source);
+    } catch (const std::bad_alloc&) {
+        if (!on.Error) throw;
+        const RunTimeError error(errors::outOfMemory, L"CSocketMaster.WndProc");
+        raiseError(error.Number, error.Description, error.Source);
     }
     return 0;
 }
@@ -121,9 +133,12 @@ void CSocketMaster::PostSocket(std::int32_t event, std::int32_t code) {
 
 void CSocketMaster::reportError(std::int32_t code, const wchar_t* source) {
     state = StateError;
-    std::wstring description = GetErrorDescription(code);
+    raiseError(code, GetErrorDescription(code), source);
+}
+
+void CSocketMaster::raiseError(std::int32_t number, std::wstring description, const std::wstring& source) {
     bool cancelDisplay = true;
-    raiseEvent(on.Error, static_cast<std::int16_t>(code), description, 0, source, L"", 0, cancelDisplay);
+    raiseEvent(on.Error, static_cast<std::int16_t>(number), description, 0, source, L"", 0, cancelDisplay);
     if (!cancelDisplay) platform::messageBox(description, platform::box::ok, source);
 }
 

@@ -17,23 +17,24 @@ enum : std::int32_t { ProtocolTCP = 0, ProtocolUDP = 1 };
 
 enum : std::int32_t {
     StateClosed = 0,
-    StateOpen = 1,              // bound, or a UDP socket ready for use
+    StateOpen = 1, // bound, or a UDP socket ready for use
     StateListening = 2,
     StateConnectionPending = 3, // never entered
     StateResolvingHost = 4,
     StateHostResolved = 5,
     StateConnecting = 6,
     StateConnected = 7,
-    StateClosing = 8,           // the peer closed, or CloseSck is running
-    StateError = 9              // only CloseSck leads out, and only while there is a socket
+    StateClosing = 8, // the peer closed, or CloseSck is running
+    StateError = 9    // only CloseSck leads out, and only while there is a socket
 };
 
 /// One asynchronous socket, TCP or UDP, client or server, with the shape of an event-raising control. Nothing waits but
 /// the lookup of the machine's own name before a bind, and of a UDP peer's name at each send.
 ///
 /// A failure of the operation at hand is raised as RunTimeError with the operation as source, "CSocketMaster.Connect".
-/// A failure that comes later sets StateError and raises the event Error. A failure in a message handler that is raised
-/// all the same has no caller, and goes to the message loop's escape handler.
+/// A failure that comes later sets StateError and raises the event Error. What is raised while a message is handled has
+/// no caller: it comes as the event Error too, with the state as it was left, and goes to the message loop's escape
+/// handler only if nobody handles that event.
 ///
 /// An event handler may do anything with the object, even drop the last reference to it.
 class CSocketMaster : public std::enable_shared_from_this<CSocketMaster> {
@@ -108,6 +109,7 @@ private:
     CSocketMaster();
 
     void reportError(std::int32_t code, const wchar_t* source);
+    void raiseError(std::int32_t number, std::wstring description, const std::wstring& source);
     void PostSocket(std::int32_t event, std::int32_t code);
     void PostResolution(std::int32_t task, std::int32_t code);
     void readable();
@@ -155,7 +157,7 @@ private:
     std::int32_t recvChunkSize = 0;
     ByteQueue sendBuffer;
     ByteQueue recvBuffer;
-    bool isAcceptHolder = false; // keeps an accepted socket until somebody claims it
+    bool isAcceptHolder = false;                         // keeps an accepted socket until somebody claims it
     std::map<std::int32_t, std::int32_t> waitingLookups; // task handle to what it is for
-    std::vector<char> received; // where recv puts its bytes
+    std::vector<char> received;                          // where recv puts its bytes
 };

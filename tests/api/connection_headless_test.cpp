@@ -89,4 +89,27 @@ TEST_F(Connection, ASocketThatStaysInErrorIsClosedAndShownAtTheLoginWindow) {
     EXPECT_EQ(headless::boxes[0].style, 16);
 }
 
+/// Such a socket never leaves its error by itself; the API gets a new one.
+TEST_F(Connection, ASocketThatCannotBeMadeIsMadeAnewForTheNextRequest) {
+    gAPI->APICloseSock();
+    headless::failNetworkCall(headless::NetworkCall::socket, 1, 10055);
+    EXPECT_FALSE(send());
+    EXPECT_TRUE(gAPI->apiNetworkOutage);
+    EXPECT_TRUE(gAPI->apiNetworkRetry());
+    EXPECT_TRUE(send());
+}
+
+/// Bound and connected only after the lookup, where nobody is left to raise an error to but the one who waits.
+TEST_F(Connection, AConnectionThatFailsBehindItsLookupEndsTheWait) {
+    using headless::NetworkCall;
+    for (const NetworkCall call : {NetworkCall::bind, NetworkCall::connect, NetworkCall::gethostname}) {
+        gAPI->APICloseSock();
+        gAPI->apiNetworkOutage = false;
+        headless::failNetworkCall(call, 1, 10049);
+        EXPECT_FALSE(send());
+        EXPECT_TRUE(gAPI->apiNetworkOutage);
+        EXPECT_TRUE(send()) << "the next request connects anew";
+    }
+}
+
 } // namespace

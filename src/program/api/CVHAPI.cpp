@@ -9,16 +9,21 @@
 #include "state/modGlobals.h"
 
 CVHAPI::CVHAPI() : apiKey(::ApiKey), ApiHost(::ApiHost), ApiBaseUrl(L"http://" + ApiHost + L"/api.php?apikey=") {
-    VHSock = CSocketMaster::create();
-    VHSock->on.DataArrival = [this](std::int32_t) { VHSock_DataArrival(); };
-    VHSock->on.Error = [this](std::int16_t Number, std::wstring& Description, auto&&...) {
-        VHSock_Error(Number, Description);
-    };
+    makeSocket();
     VHDownload.on.Starting = [this](auto&&...) { VHDownload_Starting(); };
     VHDownload.on.DataArrival = [this](std::int32_t Bytes) { VHDownload_DataArrival(Bytes); };
     VHDownload.on.Completed = [this] { VHDownload_Completed(); };
     VHDownload.on.Error = [this](std::int16_t Number, std::wstring& Description) {
         VHDownload_Error(Number, Description);
+    };
+}
+
+void CVHAPI::makeSocket() {
+    if (VHSock) VHSock->on = {};
+    VHSock = CSocketMaster::create();
+    VHSock->on.DataArrival = [this](std::int32_t) { VHSock_DataArrival(); };
+    VHSock->on.Error = [this](std::int16_t Number, std::wstring& Description, auto&&...) {
+        VHSock_Error(Number, Description);
     };
 }
 
@@ -50,11 +55,13 @@ bool CVHAPI::APIConnect() {
     return trapErrors(L"Function APIConnect, CVHAPI", [&] {
         if (VHSock->State() == StateConnected) return true;
         VHSock->CloseSck();
+        if (VHSock->State() == StateError) makeSocket(); // without a handle there is no other way out of that state
         VHSock->Connect(ApiHost, 80);
-        // Only the socket's own failure ends the wait; timers and everything else go on meanwhile.
+        // Only the socket's own failure ends the wait; timers and everything else go on meanwhile. A nested loop may
+        // have seen the connection both come and go, which leaves StateClosing.
         while (VHSock->State() != StateConnected) {
             const auto state = VHSock->State();
-            if (state == StateError || state == StateClosed) {
+            if (state == StateError || state == StateClosed || state == StateClosing) {
                 apiSetNetworkOutage();
                 return false;
             }

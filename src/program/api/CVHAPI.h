@@ -59,7 +59,12 @@ public:
     /// Fetches the image at the size of the screen and, once it is here, makes it the wallpaper.
     void DownloadAndChangeWallpaper(std::int32_t ID, const std::wstring& FileName);
 
+    /// Ends a rotation whose image was given up and for which no other one comes: the service has none or is not there.
+    /// Without this the main window would stay disabled.
+    void endAbandonedRotation();
+
 private:
+    void makeSocket();
     bool APIConnect();
     void VHSock_DataArrival();
     void VHSock_Error(std::int16_t Number, const std::wstring& Description);
@@ -85,6 +90,7 @@ private:
 
     std::wstring ApiHost;
     std::wstring ApiBaseUrl;
+    bool announcingOutage = false;    // the box that tells of it is up
     std::wstring apiExpectedCloseTag; // last line of the answer that is coming in; empty for none
     std::shared_ptr<CSocketMaster> VHSock;
 };
