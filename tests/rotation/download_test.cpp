@@ -87,6 +87,23 @@ TEST_F(Rotation, AnImageThatCannotBeUsedMakesItAskForAnother) {
     }
 }
 
+/// The window must not wait for a rotation that never comes.
+TEST_F(Rotation, AnImageGivenUpWithoutAnotherEndsTheRotation) {
+    for (const bool none : {true, false}) {
+        const Service::Reply next =
+            none ? Service::Reply{{Service::apiAnswer(Service::noWallpapers)}} : Service::Reply{};
+        site().replies = {{"/dl/inline/", {{Service::fileAnswer("no picture")}, true}},
+                          {"method=vh.wallpapers", {{Service::apiAnswer(Service::wallpapers(666))}, false, 1}},
+                          {"method=vh.wallpapers", next}};
+        site().requests.clear();
+        gAPI->RotateWallpaper();
+        ASSERT_TRUE(testDesktop::pumpUntil([&] { return site().count("method=vh.wallpapers") == 2; }));
+        if (!none) gTimers->TimerFunc_SockTimeout(); // nobody answers
+        EXPECT_TRUE(testDesktop::pumpUntil(isOver)) << none;
+        EXPECT_EQ(gAPI->apiNetworkOutage, !none);
+    }
+}
+
 TEST_F(Rotation, AFailedDownloadIsToldOnlyToWhoAsked) {
     struct Case {
         bool forced;

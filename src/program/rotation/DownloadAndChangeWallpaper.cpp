@@ -53,6 +53,12 @@ void CVHAPI::DownloadAndChangeWallpaper(std::int32_t ID, const std::wstring& Fil
     });
 }
 
+void CVHAPI::endAbandonedRotation() {
+    if (!frmDownloading.isLoaded() || !VHDownload.IsIdle() || apiDownloadingUpdate) return;
+    frmMain->Enabled = true;
+    frmDownloading.Unload();
+}
+
 void CVHAPI::VHDownload_Starting() {
     trapErrors(L"Function VHDownload_Starting, CVHAPI", [&] {
         if (apiForced) frmDownloading->lblHeaderTitle.Caption = L"Quillory - Connecting to Velvet Harbor...";
