@@ -91,7 +91,7 @@ class Idle : public Scheduler {
 protected:
     void SetUp() override {
         Scheduler::SetUp();
-        gAPI->apiDownloadingUpdate = true; // rotations end at once; what the trigger itself does is what counts
+        logIn();
         gTimers->Active_CheckIdle = gTimers->Active_ChangeWallpaper = true;
         changeInterval = 600;
         moveMouse(100, 100);
@@ -101,6 +101,9 @@ protected:
         for (int i = 0; i < times; ++i) gTimers->TimerFunc_CheckIdle();
     }
     static void moveMouse(int x, int y) { person::moveMouse(x, y); }
+    bool hasRotated(std::size_t times) {
+        return testDesktop::pumpUntil([&] { return site().count("method=vh.wallpapers") == times; });
+    }
 };
 
 TEST_F(Idle, HoldsAfterTwoAndAHalfIntervalsAndResumesWhereItIsWoken) {
@@ -110,6 +113,7 @@ TEST_F(Idle, HoldsAfterTwoAndAHalfIntervalsAndResumesWhereItIsWoken) {
     check(1);
     EXPECT_TRUE(idleHold);
     EXPECT_FALSE(gTimers->Active_ChangeWallpaper);
+    EXPECT_TRUE(hasRotated(1)) << "once more before the hold";
     check(5);
     EXPECT_TRUE(idleHold);
 
@@ -123,6 +127,7 @@ TEST_F(Idle, HoldsAfterTwoAndAHalfIntervalsAndResumesWhereItIsWoken) {
     EXPECT_FALSE(idleHold) << "the checks start from none";
     check(1);
     EXPECT_TRUE(idleHold);
+    EXPECT_TRUE(hasRotated(2));
 }
 
 TEST_F(Idle, LeavesAFrozenWallpaperAlone) {

@@ -3,6 +3,7 @@
 #include "api/modXML.h"
 #include "core/Endpoints.h"
 #include "core/Errors.h"
+#include "core/Raised.h"
 #include "platform/Messages.h"
 #include "scheduler/CTimerFunctions.h"
 #include "state/modGlobals.h"
@@ -85,8 +86,9 @@ void CVHAPI::refuseLogin() {
 
 void CVHAPI::apiSetNetworkOutage() {
     trapErrors(L"Function apiSetNetworkOutage, CVHAPI", [&] {
-        if (apiNetworkOutage) return; // one outage is announced once
+        if (apiNetworkOutage || announcingOutage) return; // one outage is announced once
         APICloseSock();
+        endAbandonedRotation();
         if (apiSilent || apiLoggedIn) {
             notify(
                 L"Quillory - Connection Issue",
@@ -97,6 +99,7 @@ void CVHAPI::apiSetNetworkOutage() {
             Start_NetworkRetry = static_cast<std::int16_t>(timerTick);
             gTimers->Active_NetworkRetry = true;
         } else {
+            const Raised whileBoxIsUp(announcingOutage);
             platform::messageBox(
                 L"The connection to VelvetHarbor cannot be established at this time due to a connectivity issue." +
                     crLf + crLf + L"Please make sure you're connected to the internet and try again.",

@@ -7,6 +7,7 @@
 #include "api/CVHAPI.h"
 #include "core/Errors.h"
 #include "core/Numbers.h"
+#include "core/Raised.h"
 #include "core/Strings.h"
 #include "state/modGlobals.h"
 #include "ui/frmOptions.h"
@@ -55,10 +56,13 @@ void CTimerFunctions::TimerTick() {
     for (const std::wstring& entry : TimerFunctionsCol) {
         const Strings parts = split(entry, L"-");
         const Job& job = jobNamed(parts[1]);
-        if (!(this->*job.active)) continue;
+        if (!(this->*job.active) || running[job.name]) continue;
         const std::int32_t period = toLong(parts[0]);
         const std::int32_t start = job.start;
-        if (timerTick % period == start % period && timerTick > start) (this->*job.run)();
+        if (timerTick % period != start % period || timerTick <= start) continue;
+
+        const Raised whileItRuns(running[job.name]);
+        (this->*job.run)();
     }
     if (++timerTick == 60) timerTick = 0;
 }
@@ -76,7 +80,7 @@ void CTimerFunctions::TimerFunc_ChangeWallpaper() {
 
 void CTimerFunctions::TimerFunc_CheckIdle() {
     if (frmOptions->chkFreeze.Value == 1) return;
-    const platform::Point cursor = platform::cursorPosition();
+    const platform::Point cursor = platform::cursorPosition().value_or(lastCursorPos);
     if (cursor != lastCursorPos) {
         idleChecks = 0;
         lastCursorPos = cursor;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,9 @@
 ///
 /// The tick counter runs 0 to 59. A job with period N that was armed at tick S runs at the ticks after S, within each
 /// cycle of 60, that are a multiple of N away from S; at the ticks up to and including S it rests, in every minute.
+///
+/// A job may wait in a nested message loop, in which the clock goes on: the ticks that come meanwhile count and start
+/// the other jobs, but never one that has not returned.
 class CTimerFunctions {
 public:
     std::vector<std::wstring> TimerFunctionsCol; // one job each, as "period-name"
@@ -26,6 +30,7 @@ public:
     void TimerFunc_NetworkRetry();
 
 private:
+    std::map<std::wstring, bool> running; // by the job's name: it has not returned
     platform::Point lastCursorPos{0, 0};
     std::int32_t idleChecks = 0; // without movement
 };
