@@ -2,6 +2,7 @@
 #include "api/modXML.h"
 #include "core/Endpoints.h"
 #include "core/Errors.h"
+#include "core/Raised.h"
 #include "core/modMD5.h"
 #include "core/modMisc.h"
 #include "core/modShell.h"
@@ -63,6 +64,10 @@ void resetProgress() {
 
 void upgradeQuillory(const std::wstring& link) {
     trapErrors(L"Function upgradeQuillory, modXML", [&] {
+        // While a question waits for its answer, the rotations go on and each brings word of the same update.
+        static bool underWay = false;
+        if (underWay) return;
+        const Raised untilItReturns(underWay);
         CVHAPI& api = *gAPI;
         bool showProgress = false;
         const bool isRetry = api.apiDownloadingUpdateMD5;
