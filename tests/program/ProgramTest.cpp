@@ -25,6 +25,7 @@ void forget() {
     selectedCategory.clear();
     galleries.clear();
     wallpaperLink.clear();
+    RemoveSystrayIcon();
     gTrayIcon = {};
 }
 

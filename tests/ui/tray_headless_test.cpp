@@ -120,7 +120,9 @@ TEST_F(Tray, TheEntriesDoWhatTheirWindowsWould) {
     choose(frmPopupMenu->mnuEditPreferences);
     EXPECT_TRUE(frmMain->Visible) << "the main window, whatever the entry is called";
     headless::answers = {6};
+    minimizeToTray();
     EXPECT_THROW(frmMain->exitQuillory(false), headless::ProcessEnded);
+    EXPECT_EQ(tip(), "(no icon)");
 }
 
 TEST_F(Tray, AFailureInTheTrayComesAsABox) {
@@ -138,6 +140,30 @@ TEST_F(Tray, ARestartedShellGetsTheIconBack) {
     frmMain->unMinimize();
     headless::taskbarCreated();
     EXPECT_FALSE(headless::state.trayIcon) << "an icon that was not there stays away";
+}
+
+TEST_F(Tray, AnIconThatABusyShellRefusesIsTriedUntilItStands) {
+    RemoveSystrayIcon();
+    headless::state.notificationArea = false;
+    minimizeToTray();
+    headless::taskbarCreated();
+    headless::advance(5000);
+    EXPECT_EQ(tip(), "(no icon)");
+    headless::state.notificationArea = true;
+    headless::advance(1000);
+    EXPECT_EQ(tip(), "Quillory Wallpaper Manager");
+    const std::size_t calls = headless::state.trayCalls.size();
+    minimizeToTray(); // it is there already
+    headless::advance(5000);
+    EXPECT_EQ(headless::state.trayCalls.size(), calls + 2) << "and then left alone";
+
+    headless::state.notificationArea = false;
+    headless::state.trayIcon.reset();
+    headless::taskbarCreated();
+    RemoveSystrayIcon();
+    headless::state.notificationArea = true;
+    headless::advance(5000);
+    EXPECT_EQ(tip(), "(no icon)") << "taken away before it came";
 }
 
 TEST_F(Tray, TheFirstMinimizeIsExplainedOnceForEachAccount) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/Errors.h"
+#include "platform/Messages.h"
 #include "platform/Text.h"
 #include "platform/Toolkit.h"
 
@@ -14,11 +15,27 @@ namespace {
 constexpr std::uint32_t messageIconAndTip = 7;
 constexpr std::uint32_t mouseMove = 512; // WM_MOUSEMOVE: the icon's events come as mouse moves of the hidden window
 
-bool iconIsThere = false;
+bool iconIsWanted = false;
+std::uint32_t retryTimer = 0; // runs while the icon that is wanted is not there
+
+void stopTrying() {
+    if (retryTimer != 0) platform::stopTimer(retryTimer);
+    retryTimer = 0;
+}
+
+/// A busy shell may refuse, or take the icon only after its call has given up on the answer: an icon that cannot be
+/// added may be there already, which shows by its record being taken. Otherwise it is tried again until it stands.
+void putIcon() {
+    constexpr std::uint32_t milliseconds = 1000;
+    if (platform::notifyIcon(platform::nimAdd, gTrayIcon) || platform::notifyIcon(platform::nimModify, gTrayIcon))
+        stopTrying();
+    else if (retryTimer == 0)
+        retryTimer = platform::startTimer(milliseconds, putIcon);
+}
 
 /// The shell forgets all icons when it restarts.
 void putIconBack() {
-    if (iconIsThere) platform::notifyIcon(platform::nimAdd, gTrayIcon);
+    if (iconIsWanted) putIcon();
 }
 
 } // namespace
@@ -38,15 +55,16 @@ void CreateSystrayIcon(Form& form, const std::wstring& tip) {
         gTrayIcon.uCallbackMessage = mouseMove;
         gTrayIcon.hIcon = form.hIcon();
         storeTip(tip);
-        platform::notifyIcon(platform::nimAdd, gTrayIcon);
-        iconIsThere = true;
+        iconIsWanted = true;
+        putIcon();
         platform::onTaskbarCreated(putIconBack);
     });
 }
 
 void RemoveSystrayIcon() {
     trapErrors(L"Function RemoveSystrayIcon, modSysTray", [] {
+        iconIsWanted = false;
+        stopTrying();
         platform::notifyIcon(platform::nimDelete, gTrayIcon);
-        iconIsThere = false;
     });
 }
