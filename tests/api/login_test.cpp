@@ -60,6 +60,7 @@ TEST_F(Login, ChecksWhatIsTypedBeforeAnythingIsSent) {
 TEST_F(Login, BringsTheWholeStateUp) {
     site();
     secondsSinceChange = 77;
+    noWallpapersExist = true;
     timerTick = 21;
     submit(L"ALICE", L"velvet");
     EXPECT_FALSE(frmLogin->txtUserName.Enabled);
@@ -97,6 +98,7 @@ TEST_F(Login, AnAutomaticLoginStaysInTheBackgroundAndSavesNothing) {
     saveAccountSetting(L"Freeze", L"1");
     saveAccountSetting(L"ActiveTab", L"2");
     saveAccountSetting(L"UseMembers", L"anything");
+    saveAccountSetting(L"TagName", L"sea*");
     saveAccountSetting(L"ActiveWallpaper", L"815");
     saveAccountSetting(L"ActiveWallpaperLink", L"http://velvetharbor.example/w/815");
     logIn(true);
@@ -106,6 +108,7 @@ TEST_F(Login, AnAutomaticLoginStaysInTheBackgroundAndSavesNothing) {
     EXPECT_FALSE(gTimers->Active_ChangeWallpaper || gTimers->Active_CheckIdle) << "frozen";
     EXPECT_EQ(activeTab, 2);
     EXPECT_TRUE(frmMain->optMemberUploads.Value);
+    EXPECT_EQ(frmMain->txtTagName.Text(), L"sea*");
     EXPECT_EQ(gAPI->apiActiveWallpaper, 815);
     EXPECT_EQ(gAPI->apiActiveWallpaperLink, L"http://velvetharbor.example/w/815");
 }
@@ -125,6 +128,7 @@ TEST_F(Login, NonsenseInASettingStopsTheBringUpWithAReport) {
         EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(),
                     testing::StartsWith(L"In Function ParseXML, modXML\r\n[13] Type mismatch\r\nIf t"));
         EXPECT_TRUE(gAPI->apiLoggedIn);
+        EXPECT_EQ(saved(L"SavedUsername"), L"Alice") << "before anything of the account is read";
         EXPECT_FALSE(gTimers->Active_ChangeWallpaper) << "the steps behind the failure do not run";
         saveAccountSetting(key, before);
     }

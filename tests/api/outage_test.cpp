@@ -76,10 +76,9 @@ TEST_F(Outage, EndedByTheUserIsRetriedOnceMore) {
     gAPI->RotateWallpaper();
     ASSERT_TRUE(testDesktop::pumpUntil([] { return setting(L"ActiveWallpaper") == L"4711"; }));
     EXPECT_FALSE(gAPI->apiNetworkOutage);
-    while (timerTick <= 42) {
-        EXPECT_TRUE(gTimers->Active_NetworkRetry) << timerTick;
-        tick();
-    }
+    ASSERT_EQ(timerTick, 22);
+    for (; timerTick < 42; tick()) ASSERT_TRUE(gTimers->Active_NetworkRetry) << timerTick;
+    tick();
     EXPECT_FALSE(gTimers->Active_NetworkRetry);
     EXPECT_EQ(notice(), L"");
     EXPECT_EQ(site().count("vh.auth.login"), 1u) << "the login holds";
@@ -112,6 +111,7 @@ TEST_F(Outage, AnyDataFromTheServiceEndsIt) {
     EXPECT_TRUE(gAPI->apiNetworkOutage);
     EXPECT_EQ(notice(), announcement);
     getGalleries();
+    EXPECT_FALSE(frmMain->cboGallery.Enabled() || frmMain->cboCategory.Enabled()) << "the combos wait";
     ASSERT_TRUE(testDesktop::pumpUntil([] { return !gAPI->apiNetworkOutage; }));
     EXPECT_TRUE(gTimers->Active_NetworkRetry) << "the retry has its own end";
 }
@@ -170,11 +170,13 @@ TEST_F(Outage, ARefusedSilentLoginBringsTheWindowUp) {
     gAPI->apiUsername = L"Alice";
     gAPI->apiPasswordHash = L"ff";
     gAPI->apiSilent = true;
+    frmOptions->lblLoggedIn.Caption = L"Alice";
     gAPI->APILogin();
     ASSERT_TRUE(testDesktop::pumpUntil([] { return frmLogin->Visible(); }));
     EXPECT_EQ(testDesktop::shownBoxes().back().title, L"Invalid Username/Password");
     EXPECT_FALSE(gAPI->apiSilent);
     EXPECT_FALSE(gAPI->apiLoggedIn);
+    EXPECT_EQ(frmOptions->lblLoggedIn.Caption(), L"[Not Logged In]");
 }
 
 } // namespace

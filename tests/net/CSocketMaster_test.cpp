@@ -162,6 +162,9 @@ TEST_F(SocketObject, CloseSckDuringALookupIsTheEndOfIt) {
     client->Connect(L"localhost", server.port());
     client->CloseSck();
     EXPECT_EQ(client->State(), StateClosed);
+    Watched other; // whose lookup comes after that one
+    other->Connect(L"localhost", server.port());
+    EXPECT_TRUE(other.hears("Connect"));
     settle();
     EXPECT_EQ(client->State(), StateClosed);
     EXPECT_THAT(client.events, IsEmpty());
@@ -280,8 +283,8 @@ TEST_F(SocketObject, ThePeersCloseKeepsTheSocketAndWhatIsUnread) {
 
 TEST_F(SocketObject, EventsCountOnlyInTheirState) {
     using namespace platform;
-    const std::vector<std::int32_t> all{events::read,    events::write, events::accept,
-                                        events::connect, events::close, 4, 64};
+    const std::vector<std::int32_t> all{
+        events::read, events::write, events::accept, events::connect, events::close, 4, 64};
     const auto expectIgnored = [&](const Watched& watched, std::vector<std::int32_t> ignored) {
         const std::int32_t state = watched->State();
         for (const std::int32_t event : ignored) {
@@ -409,10 +412,11 @@ TEST_F(SocketObject, BindTakesAPortAndAnAddress) {
     second->CloseSck();
     const std::int32_t port = first->LocalPort();
     first->CloseSck();
-    second->Bind(port, L"localhost");
-    EXPECT_EQ(second->LocalPort(), port);
-    EXPECT_EQ(second->LocalIP(), L"127.0.0.1");
-    EXPECT_FALSE(second->LocalHostName().empty());
+    Watched third;
+    third->Bind(port, L"localhost");
+    EXPECT_EQ(third->LocalPort(), port);
+    EXPECT_EQ(third->LocalIP(), L"127.0.0.1");
+    EXPECT_FALSE(third->LocalHostName().empty());
 }
 
 } // namespace

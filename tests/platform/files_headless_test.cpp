@@ -23,24 +23,6 @@ std::int32_t raisedByWriting(const std::wstring& path) {
     return 0;
 }
 
-TEST(HeadlessFiles, EachCallInTurnCanBeToldToFail) {
-    const std::wstring path = testDesktop::scratchFolder() + L"\\file";
-    int failures = 0;
-    for (std::size_t n = 1;; ++n) {
-        headless::failNthFileCall(n, errors::diskFull);
-        const std::int32_t raised = raisedByWriting(path);
-        if (!headless::nthFileCallFailed()) {
-            EXPECT_EQ(raised, 0);
-            break;
-        }
-        EXPECT_EQ(raised, errors::diskFull);
-        ++failures;
-    }
-    EXPECT_EQ(failures, 3);
-    headless::failNthFileCall(0, 0);
-    EXPECT_EQ(readWholeFile(path), "x") << "no failed call has left a mark";
-}
-
 TEST(HeadlessFiles, OnePathCanBeToldToFailInOneCallUntilTheReset) {
     const std::wstring path = testDesktop::scratchFolder() + L"\\file";
     headless::failFile(headless::FileCall::write, path, errors::deviceIOError);

@@ -69,14 +69,38 @@ TEST_F(Update, RunsUnseenToTheUpdaterWhenNobodyIsWaiting) {
 }
 
 TEST_F(Update, AsksAndTellsInThisOrder) {
-    frmOptions->chkAutoUpdate.Value = 0;
-    gAPI->apiForced = true;
-    EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
-    EXPECT_THAT(titles(), testing::ElementsAre(L"Proceed with Update?", L"Auto-Update Starting",
-                                               L"Update Downloaded Successfully"));
-    EXPECT_TRUE(frmDownloading->Visible);
+    struct Case {
+        std::int16_t autoUpdate;
+        bool forced;
+        std::vector<std::wstring> titles;
+    };
+    for (const auto& [autoUpdate, forced, expected] :
+         {Case{0, false, {L"Proceed with Update?", L"Update Downloaded Successfully"}},
+          Case{1, true, {L"Auto-Update Starting"}},
+          Case{0, true, {L"Proceed with Update?", L"Auto-Update Starting", L"Update Downloaded Successfully"}}}) {
+        gAPI->apiDownloadingUpdate = gAPI->apiDownloadingUpdateMD5 = false;
+        frmDownloading.discard();
+        headless::boxes.clear();
+        frmOptions->chkAutoUpdate.Value = autoUpdate;
+        gAPI->apiForced = forced;
+        EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
+        EXPECT_EQ(titles(), expected);
+        EXPECT_TRUE(frmDownloading->Visible);
+        EXPECT_EQ(headless::state.foreground.back(), frmDownloading->hWnd());
+    }
     EXPECT_EQ(headless::boxes[0].style, 36);
     EXPECT_EQ(headless::boxes[1].style, 64);
+}
+
+/// A question that is left alone outlasts rotations, each of which brings word of the update again.
+TEST_F(Update, AsksOnceHoweverLongTheAnswerTakes) {
+    frmOptions->chkAutoUpdate.Value = 0;
+    headless::whileBoxIsUp = [&](const headless::ShownBox&) {
+        if (headless::boxes.size() < 3) upgradeQuillory(link);
+    };
+    upgradeQuillory(link);
+    EXPECT_THAT(titles(), testing::ElementsAre(L"Proceed with Update?"));
+    EXPECT_TRUE(gAPI->apiDownloadingUpdate);
 }
 
 TEST_F(Update, ARefusalEndsTheProgram) {
@@ -103,6 +127,7 @@ TEST_F(Update, NoRotationStartsMeanwhile) {
     site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
     upgradeQuillory(link);
     ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
+    EXPECT_FALSE(frmMain->Enabled);
     for (const bool forced : {false, true}) {
         gAPI->apiForced = forced;
         gAPI->RotateWallpaper();
@@ -182,6 +207,15 @@ TEST_F(Update, AnAbortAndAnOutageLeaveTheSchedulerStanding) {
     EXPECT_FALSE(frmMain->tmrMain.Enabled);
     EXPECT_TRUE(frmMain->Enabled);
 
+    site().replies = {{".md5 HTTP", {}}, {"GET /quillory", {{Service::fileAnswer(archive)}, true}}};
+    upgradeQuillory(link);
+    ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadingUpdateMD5; })) << "it is being verified";
+    frmDownloading->imgAbort_Click();
+    EXPECT_FALSE(gAPI->apiDownloadingUpdate || gAPI->apiDownloadingUpdateMD5);
+    gAPI->RotateWallpaper();
+    EXPECT_TRUE(testDesktop::pumpUntil([] { return setting(L"ActiveWallpaper") == L"4711"; }));
+
+    site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
     upgradeQuillory(link);
     ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
     std::wstring description;
