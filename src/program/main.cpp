@@ -7,6 +7,6 @@
 int main() {
     showErrorsWith(slideError);
     reportEscapedErrors();
-    platform::guarded([] { frmMain.Load(); });
+    platform::guarded(startQuillory);
     platform::runMessageLoop();
 }

@@ -1,5 +1,7 @@
+#include "net/modSocketMaster.h"
 #include "platform/Input.h"
 #include "platform/headless/Loop.h"
+#include "platform/headless/Sockets.h"
 #include "platform/headless/State.h"
 #include "program/ProgramTest.h"
 
@@ -35,6 +37,15 @@ TEST_F(ProgramStart, WithoutADataFolderThereIsOnlyTheFatalBox) {
               L"try reinstalling Quillory from: \r\nhttp://velvetharbor.example/quillory/\r\n\r\nOr contact us:\r\n"
               L"http://velvetharbor.example/contact/");
     EXPECT_FALSE(headless::state.trayIcon);
+}
+
+TEST_F(ProgramStart, WithoutANetworkLibraryItTellsSoAndEnds) {
+    headless::failNetworkCall(headless::NetworkCall::start, 1, 10091);
+    EXPECT_THROW(startQuillory(), headless::ProcessEnded);
+    ASSERT_EQ(headless::boxes.size(), 1u);
+    EXPECT_EQ(headless::boxes[0].text, L"Quillory cannot start.\r\n[10091] Network subsystem is unavailable.");
+    InstanceCount = 0; // the object that could not be made counts
+    ProcessesInitiated = false;
 }
 
 TEST_F(ProgramStart, HalfASavedPairAsksTheUser) {

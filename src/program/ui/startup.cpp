@@ -31,6 +31,22 @@ void makeDataFolder() {
 
 } // namespace
 
+void startQuillory() {
+    const auto fail = [](const RunTimeError& error) {
+        platform::messageBox(L"Quillory cannot start." + crLf + L"[" + std::to_wstring(error.Number) + L"] " +
+                                 error.Description,
+                             box::critical, std::wstring(ProductName));
+        platform::endProcess();
+    };
+    try {
+        frmMain.Load();
+    } catch (const RunTimeError& error) {
+        fail(error);
+    } catch (const std::bad_alloc&) {
+        fail(RunTimeError(errors::outOfMemory));
+    }
+}
+
 void FrmMain::Form_Load() {
     if (platform::previousInstance()) platform::endProcess();
     gAPI = std::make_unique<CVHAPI>();
