@@ -89,18 +89,22 @@ TEST_F(Rotation, AnImageThatCannotBeUsedMakesItAskForAnother) {
 
 /// The window must not wait for a rotation that never comes.
 TEST_F(Rotation, AnImageGivenUpWithoutAnotherEndsTheRotation) {
-    for (const bool none : {true, false}) {
-        const Service::Reply next =
-            none ? Service::Reply{{Service::apiAnswer(Service::noWallpapers)}} : Service::Reply{};
+    const Service::Reply nothing;
+    const Service::Reply none{{Service::apiAnswer(Service::noWallpapers)}};
+    const Service::Reply refusal{
+        {Service::apiAnswer("<error>\n<number>901</number><description>no</description>\n</error>\n")}};
+    for (const auto& [next, watchdogBarks] :
+         {std::pair(nothing, true), std::pair(none, false), std::pair(refusal, false)}) {
         site().replies = {{"/dl/inline/", {{Service::fileAnswer("no picture")}, true}},
                           {"method=vh.wallpapers", {{Service::apiAnswer(Service::wallpapers(666))}, false, 1}},
                           {"method=vh.wallpapers", next}};
         site().requests.clear();
+        gAPI->apiNetworkOutage = false;
         gAPI->RotateWallpaper();
         ASSERT_TRUE(testDesktop::pumpUntil([&] { return site().count("method=vh.wallpapers") == 2; }));
-        if (!none) gTimers->TimerFunc_SockTimeout(); // nobody answers
-        EXPECT_TRUE(testDesktop::pumpUntil(isOver)) << none;
-        EXPECT_EQ(gAPI->apiNetworkOutage, !none);
+        if (watchdogBarks) gTimers->TimerFunc_SockTimeout();
+        EXPECT_TRUE(testDesktop::pumpUntil(isOver));
+        EXPECT_EQ(gAPI->apiNetworkOutage, watchdogBarks);
     }
 }
 

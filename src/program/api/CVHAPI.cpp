@@ -106,5 +106,6 @@ void CVHAPI::VHSock_DataArrival() {
         strData = std::get<std::wstring>(taken);
         if (!validateHTMLHeader(strData)) notifyForeignResponse();
         ParseXML(strData);
+        endAbandonedRotation(); // unless that answer named an image
     });
 }

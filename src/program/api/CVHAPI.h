@@ -59,10 +59,6 @@ public:
     /// Fetches the image at the size of the screen and, once it is here, makes it the wallpaper.
     void DownloadAndChangeWallpaper(std::int32_t ID, const std::wstring& FileName);
 
-    /// Ends a rotation whose image was given up and for which no other one comes: the service has none or is not there.
-    /// Without this the main window would stay disabled.
-    void endAbandonedRotation();
-
 private:
     void makeSocket();
     bool APIConnect();
@@ -81,6 +77,10 @@ private:
     void VHDownload_Completed();
     void VHDownload_Error(std::int16_t Number, const std::wstring& Description);
     void applyWallpaper();
+
+    /// Ends a rotation whose image was given up, once it is known that no other one comes. Without this the main window
+    /// would stay disabled.
+    void endAbandonedRotation();
 
     // The update's side of the download (update/)
     void fetchUpdateChecksum();

@@ -157,6 +157,7 @@ void CVHAPI::notifyNetworkError(std::int16_t Number, const std::wstring& Descrip
 void CVHAPI::VHSock_Error(std::int16_t Number, const std::wstring& Description) {
     trapErrors(L"Function VHSock_Error, CVHAPI", [&] {
         VHSock->CloseSck();
+        endAbandonedRotation();
         if (!apiCheckOutageError(Number)) notifyNetworkError(Number, Description);
     });
 }

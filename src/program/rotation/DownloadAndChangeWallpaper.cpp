@@ -33,6 +33,7 @@ void CVHAPI::DownloadAndChangeWallpaper(std::int32_t ID, const std::wstring& Fil
     trapErrors(L"Function DownloadAndChangeWallpaper, CVHAPI", [&] {
         if (apiDownloadingUpdate) return;
         VHDownload.Cancel();
+        if (!dirExists(tempFolder)) platform::makeDirectory(tempFolder); // somebody may have tidied up meanwhile
         const std::wstring destination = tempFolder + L"vh_wall_active";
         if (fileExists(destination)) platform::deleteFile(destination);
 

@@ -77,7 +77,6 @@ void CVHAPI::RotateWallpaper() {
 
 void NoWallpapersExist() {
     trapErrors(L"Function NoWallpapersExist, modXML", [] {
-        gAPI->endAbandonedRotation();
         if (noWallpapersExist) return;
         std::wstring rating = frmOptions->txtRating.Text;
         if (toDouble(rating) > 0) rating += L"+";
