@@ -1,7 +1,41 @@
 """How the program comes up, and when it does not."""
 
+import contextlib
+import shutil
+
+import pytest
 import registry
 from desktop import until
+
+SHELL_FOLDERS = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Explorer\User Shell Folders"
+
+
+@pytest.fixture
+def far_folders(stage, monkeypatch):
+    """The program and the person's data in folders whose names are in no code page that a machine here has."""
+
+    def keep_data_in(folder):
+        stage.desktop.wine("reg", "add", SHELL_FOLDERS, "/v", "AppData", "/t", "REG_EXPAND_SZ", "/d", folder, "/f")
+
+    data = "C:\\users\\\u6d77\u9f8d\\\u0416\u00e9"
+    program = stage.desktop.path("C:\\\u58c1\u7d19 \u2603") / stage.program.name
+    with contextlib.ExitStack() as endings:
+        for folder in (stage.desktop.path(data), program.parent):
+            folder.mkdir(parents=True, exist_ok=True)
+            endings.callback(shutil.rmtree, folder, ignore_errors=True)
+        shutil.copy(stage.program, program)
+        monkeypatch.setattr(stage, "program", program)
+        monkeypatch.setattr(stage, "folder", stage.desktop.path(data) / "Quillory")
+        keep_data_in(data)
+        endings.callback(keep_data_in, r"%USERPROFILE%\AppData\Roaming")
+        endings.callback(stage.end)
+        yield
+
+
+def test_folders_may_have_any_letters(stage, far_folders):
+    stage.start_in_tray()
+    stage.force()
+    stage.rotation()
 
 
 def test_a_second_start_ends_silently(stage):
