@@ -246,8 +246,7 @@ TEST_F(Update, WithoutASizeOrAChecksumItStandsStillForGood) {
         gAPI->apiDownloadingUpdateMD5 = false;
         site().replies.insert(site().replies.begin(), {request, {{answer}, true}});
         upgradeQuillory(link);
-        ASSERT_TRUE(testDesktop::pumpUntil([&] { return site().count(request) > 0; }));
-        person::settle();
+        ASSERT_TRUE(testDesktop::pumpUntil([&] { return site().count(request) > 0 && gAPI->VHDownload.IsIdle(); }));
         EXPECT_TRUE(gAPI->apiDownloadingUpdate) << request;
         EXPECT_THAT(titles(), IsEmpty()) << request;
         EXPECT_EQ(site().count("vh.wallpapers"), 0u) << request;

@@ -104,8 +104,9 @@ bool pumpUntil(const std::function<bool()>& done, int milliseconds) {
     const auto end = steady_clock::now() + std::chrono::milliseconds(milliseconds);
     while (!done()) {
         if (dispatchOne()) continue;
-        if (steady_clock::now() >= end) return false;
-        askSources(1);
+        const bool over = steady_clock::now() >= end;
+        askSources(over ? 0 : 1);
+        if (over && !dispatchOne()) return false; // a last look: the time may have gone by with others on the processor
     }
     return true;
 }
