@@ -40,6 +40,7 @@ TEST_F(WaitingJobs, AConnectionThatTakesLongIsNotStartedAgainAndLogsInOnce) {
     site();
     headless::holdLookups(true);
     person::later([this] {
+        changeInterval = 1000;
         gTimers->Active_ChangeWallpaper = true;
         tick(45);
         EXPECT_GT(secondsSinceChange, 30) << "the other jobs go on";

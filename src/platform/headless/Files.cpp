@@ -68,6 +68,12 @@ Disk& disk() {
     return theDisk;
 }
 
+/// Whatever the host's locale can say.
+std::wstring nameOf(const fs::path& path) {
+    const std::u32string name = path.filename().u32string();
+    return {name.begin(), name.end()};
+}
+
 bool sameName(const std::wstring& left, const std::wstring& right) {
     const headless::CaselessOrder before;
     return !before(left, right) && !before(right, left);
@@ -160,11 +166,11 @@ fs::path mapFolder(const std::wstring& path) {
             if (host != drive) host = host.parent_path();
             continue;
         }
-        fs::path next = host / name;
+        fs::path next = host / std::u32string(name.begin(), name.end());
         if (!isThere(next)) {
             std::error_code ignored;
             for (const auto& entry : fs::directory_iterator(host, ignored)) {
-                if (sameName(entry.path().filename().wstring(), name)) next = entry.path();
+                if (sameName(nameOf(entry.path()), name)) next = entry.path();
             }
         }
         host = next;
@@ -214,7 +220,7 @@ std::wstring findFile(const std::wstring& path, std::uint32_t allowed) {
     if (!isThere(host) || path.ends_with(L'\\')) return {};
     constexpr std::uint32_t special = attributes::hidden | attributes::system | attributes::directory;
     if ((bitsOf(host) & special & ~allowed) != 0) return {};
-    return host.filename().wstring();
+    return nameOf(host);
 }
 
 void deleteFile(const std::wstring& path) {

@@ -102,11 +102,12 @@ void advance(std::uint32_t milliseconds) {
 bool pumpUntil(const std::function<bool()>& done, int milliseconds) {
     using namespace std::chrono;
     const auto end = steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    bool isLastLook = false; // after the time, which may have gone by with others on the processor
     while (!done()) {
         if (dispatchOne()) continue;
-        const bool over = steady_clock::now() >= end;
-        askSources(over ? 0 : 1);
-        if (over && !dispatchOne()) return false; // a last look: the time may have gone by with others on the processor
+        if (isLastLook) return false;
+        isLastLook = steady_clock::now() >= end;
+        askSources(isLastLook ? 0 : 1);
     }
     return true;
 }
