@@ -13,7 +13,7 @@
 #include "program/Service.h"
 #include "state/modGlobals.h"
 #include "ui/frmQuickStart.h"
-#include "ui/sourceSelection.h"
+#include "ui/windows.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "core/Errors.h"
 #include "platform/Messages.h"
 #include "ui/frmMain.h"
-#include "ui/frmSlideMessage.h"
+#include "ui/windows.h"
 
 /// The program is its main window: loading that is all there is to do, and everything else is driven by events.
 int main() {

@@ -21,7 +21,7 @@
 #include "ui/frmPopupMenu.h"
 #include "ui/frmQuickStart.h"
 #include "ui/frmSlideMessage.h"
-#include "ui/sourceSelection.h"
+#include "ui/windows.h"
 
 /// The whole program on a fresh desktop, as its start leaves it when nobody has logged in yet: windows loaded, the
 /// scheduler standing, the login window put aside. The clock stands still; a test ticks the scheduler itself.

@@ -8,6 +8,8 @@
 #include "scheduler/CTimerFunctions.h"
 #include "state/modGlobals.h"
 
+std::unique_ptr<CVHAPI> gAPI;
+
 CVHAPI::CVHAPI() : apiKey(::ApiKey), ApiHost(::ApiHost), ApiBaseUrl(L"http://" + ApiHost + L"/api.php?apikey=") {
     makeSocket();
     VHDownload.on.Starting = [this](auto&&...) { VHDownload_Starting(); };

@@ -8,9 +8,7 @@
 #include "platform/Messages.h"
 #include "platform/Xml.h"
 #include "state/modGlobals.h"
-#include "ui/frmLogin.h"
-#include "ui/frmSlideMessage.h"
-#include "ui/sourceSelection.h"
+#include "ui/windows.h"
 
 namespace {
 
@@ -36,9 +34,9 @@ void parseAuth(const XmlNode& document, const XmlNode& root) {
     gAPI->apiLoggedIn = true;
     gAPI->apiAuthToken = token;
     gAPI->apiUsername = textOf(root, L"username");
-    frmLogin->txtUserName.Text = gAPI->apiUsername;
+    showUserName(gAPI->apiUsername);
     gAPI->apiKey = textOf(root, L"apiKey");
-    frmLogin->LoginSuccess();
+    LoginSuccess();
 }
 
 void parseGalleries(const XmlNode& document) {
@@ -96,11 +94,9 @@ void ParseXML(const std::wstring& body) {
         } else if (name == L"quillory") {
             if (textOf(root, L"action") == L"upgrade") upgradeQuillory(textOf(root, L"link"));
         } else {
-            frmSlideMessage.Load();
-            frmSlideMessage->lblTitle.Caption = L"Quillory - API Error";
-            frmSlideMessage->startSlide(
-                L"Quillory has encountered an inconsistency in communications with VelvetHarbor" + crLf +
-                L"Debug Dump: " + document.xml());
+            showNotice(L"Quillory - API Error",
+                       L"Quillory has encountered an inconsistency in communications with VelvetHarbor" + crLf +
+                           L"Debug Dump: " + document.xml());
         }
     });
 }

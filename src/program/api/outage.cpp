@@ -11,6 +11,7 @@
 #include "ui/frmMain.h"
 #include "ui/frmOptions.h"
 #include "ui/frmSlideMessage.h"
+#include "ui/windows.h"
 
 namespace {
 
@@ -18,12 +19,6 @@ namespace box = platform::box;
 
 constexpr std::int16_t connectionAborted = 10053; // WSAECONNABORTED
 constexpr std::int16_t noDataRecord = 11004;      // WSANO_DATA
-
-void notify(const std::wstring& title, const std::wstring& text) {
-    frmSlideMessage.Load();
-    frmSlideMessage->lblTitle.Caption = title;
-    frmSlideMessage->startSlide(text);
-}
 
 /// The notice keeps its own title: `status` is written into the message label, which the message then replaces.
 void notifyServiceError(const std::wstring& status, const std::wstring& text) {
@@ -52,7 +47,7 @@ void CVHAPI::APIHandleError(std::int16_t ErrorNo, const std::wstring& ErrorDescr
                                                           L"] A fatal API error has occurred within Quillory.  Please "
                                                           L"contact us for details: " +
                                                           contact);
-            frmMain->tmrMain.Enabled = false;
+            stopClock();
             break;
         default:
             notifyServiceError(L"Quillory Error", L"An error has occurred [" + number + L"]: " + ErrorDescr +
@@ -90,7 +85,7 @@ void CVHAPI::apiSetNetworkOutage() {
         APICloseSock();
         endAbandonedRotation();
         if (apiSilent || apiLoggedIn) {
-            notify(
+            showNotice(
                 L"Quillory - Connection Issue",
                 L"Could not connect to VelvetHarbor" + crLf + crLf +
                     L"Quillory will try again in a few minutes.  Wallpaper rotation will resume automatically when you "
@@ -150,7 +145,7 @@ bool CVHAPI::apiCheckOutageError(std::int16_t Number) {
 /// What a user who asked for a wallpaper is told of a failed transfer; a timed rotation fails silently.
 void CVHAPI::notifyNetworkError(std::int16_t Number, const std::wstring& Description) {
     if (!apiLoggedIn || !apiForced) return;
-    notify(L"Quillory - Connection Issue", L"Network Error " + std::to_wstring(Number) + L"!" + crLf + Description);
+    showNotice(L"Quillory - Connection Issue", L"Network Error " + std::to_wstring(Number) + L"!" + crLf + Description);
     frmSlideMessage->Show();
 }
 
@@ -165,8 +160,8 @@ void CVHAPI::VHSock_Error(std::int16_t Number, const std::wstring& Description) 
 // After a bad answer the scheduler stands still until the program is restarted.
 
 void CVHAPI::notifyUnexpectedResponse() {
-    frmMain->tmrMain.Enabled = false;
-    notify(
+    stopClock();
+    showNotice(
         L"Quillory - Network Error",
         L"The Velvet Harbor servers responded in an unexpected way.  This could be due to a temporary network problem "
         L"or "
@@ -176,8 +171,8 @@ void CVHAPI::notifyUnexpectedResponse() {
 }
 
 void CVHAPI::notifyForeignResponse() {
-    frmMain->tmrMain.Enabled = false;
-    notify(
+    stopClock();
+    showNotice(
         L"Quillory - Network Error",
         L"Quillory received a response from a source other than Velvet Harbor.  This is usually caused by a wireless "
         L"gateway interfering (at a coffee shop, airport, etc).  Try visiting VelvetHarbor in your web browser.  If "

@@ -7,8 +7,7 @@
 #include "state/modGlobals.h"
 #include "ui/frmMain.h"
 #include "ui/frmOptions.h"
-#include "ui/frmSlideMessage.h"
-#include "ui/sourceSelection.h"
+#include "ui/windows.h"
 
 namespace {
 
@@ -95,12 +94,10 @@ void NoWallpapersExist() {
                 return L"Check that the selected member has uploaded some wallpapers, then " + cropped;
             return {};
         };
-        frmSlideMessage.Load();
-        frmSlideMessage->lblTitle.Caption = L"Quillory - No matching wallpapers!";
         std::wstring message = L"Quillory couldn't find any wallpapers matching your settings!" + crLf + crLf;
         if (const std::wstring sentence = checkThat(); !sentence.empty())
             message += sentence + rating + L" rating (via your settings).";
-        frmSlideMessage->startSlide(message);
+        showNotice(L"Quillory - No matching wallpapers!", message);
         noWallpapersExist = true;
     });
 }

@@ -2,12 +2,7 @@
 
 #include <algorithm>
 
-#include "api/CVHAPI.h"
 #include "platform/RunTimeError.h"
-#include "scheduler/CTimerFunctions.h"
-
-std::unique_ptr<CVHAPI> gAPI;
-std::unique_ptr<CTimerFunctions> gTimers;
 
 std::wstring tempFolder;
 std::wstring screenAspectRatio;

@@ -8,7 +8,8 @@
 class CVHAPI;
 class CTimerFunctions;
 
-/// The program's global state. Everything starts at zero, false or empty.
+/// The program's global state. Everything starts at zero, false or empty. This room knows no other: gAPI and gTimers
+/// are defined where their classes are.
 
 extern std::unique_ptr<CVHAPI> gAPI;             // the one service client
 extern std::unique_ptr<CTimerFunctions> gTimers; // the one scheduler

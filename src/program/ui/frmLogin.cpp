@@ -13,7 +13,7 @@
 #include "ui/frmMain.h"
 #include "ui/frmOptions.h"
 #include "ui/frmQuickStart.h"
-#include "ui/sourceSelection.h"
+#include "ui/windows.h"
 
 AutoForm<FrmLogin> frmLogin;
 
@@ -79,6 +79,10 @@ void FrmLogin::cmdLogin_Click() {
     gAPI->apiPasswordHash = md5String(txtPassword.Text);
     gAPI->APILogin();
 }
+
+void showUserName(const std::wstring& name) { frmLogin->txtUserName.Text = name; }
+
+void LoginSuccess() { frmLogin->LoginSuccess(); }
 
 /// Brings the whole running state up for the account that has just logged in. Runs inside the answer's socket event; an
 /// error here ends in the trap of the parser, and the steps behind it do not run.

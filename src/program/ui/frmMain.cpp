@@ -2,16 +2,12 @@
 
 #include "api/CVHAPI.h"
 #include "api/accountSettings.h"
-#include "core/Errors.h"
 #include "core/modShell.h"
 #include "platform/Desktop.h"
 #include "scheduler/CTimerFunctions.h"
 #include "state/modGlobals.h"
 #include "ui/frmOptions.h"
-#include "ui/frmPopupMenu.h"
-#include "ui/frmSlideMessage.h"
-#include "ui/modSysTray.h"
-#include "ui/sourceSelection.h"
+#include "ui/windows.h"
 
 AutoForm<FrmMain> frmMain;
 
@@ -67,6 +63,8 @@ void FrmMain::Form_Unload(std::int16_t& Cancel) {
 }
 
 void FrmMain::tmrMain_Timer() { gTimers->TimerTick(); }
+
+void stopClock() { frmMain->tmrMain.Enabled = false; }
 
 void FrmMain::picSourceTabs_Click(std::int16_t Index) { toggleSourceTabs(Index); }
 
@@ -193,29 +191,4 @@ void FrmMain::refuseTag(const std::wstring& text, const std::wstring& title) {
     if (!Visible) return;
     txtTagName.SetFocus();
     txtTagName.SelStart = static_cast<std::int32_t>(txtTagName.Text().size());
-}
-
-void FrmMain::unMinimize() {
-    WindowState = windowNormal;
-    Visible = true;
-    Left = screen::Width() / 2 - Width / 2;
-    Top = screen::Height() / 2 - Height / 2;
-    SetFocus();
-    RemoveSystrayIcon();
-}
-
-void minimizeToTray() {
-    trapErrors(L"Function minimizeToTray, modMisc", [] {
-        frmMain->Hide();
-        CreateSystrayIcon(*frmPopupMenu, L"Quillory Wallpaper Manager");
-        if (getAccountSetting(L"MinimizeHelp", L"0") == L"0") {
-            frmSlideMessage.Load();
-            frmSlideMessage->lblTitle.Caption = L"Quillory - Information";
-            frmSlideMessage->startSlide(L"Quillory has been minimized!" + crLf + crLf +
-                                        L"You'll see the Quillory icon in the bottom-right corner of your monitor.  To "
-                                        L"bring the preferences screen "
-                                        L"back, double-click on the icon.  To see more options, right-click on it.");
-            saveAccountSetting(L"MinimizeHelp", L"1");
-        }
-    });
 }

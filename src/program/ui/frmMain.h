@@ -131,9 +131,6 @@ private:
 };
 extern AutoForm<FrmMain> frmMain;
 
-/// Hides the main window and puts the icon into the tray; tells an account about it once.
-void minimizeToTray();
-
 /// Loads the main window. A start that fails half way, as without a network library, ends the process with a box: what
 /// would go on could not even be ended by its user.
 void startQuillory();

@@ -5,6 +5,7 @@
 #include "core/Strings.h"
 #include "core/modMisc.h"
 #include "ui/Chrome.h"
+#include "ui/windows.h"
 
 AutoForm<FrmSlideMessage> frmSlideMessage;
 
@@ -96,6 +97,12 @@ void FrmSlideMessage::clip() {
 void FrmSlideMessage::picCloseX_Click() {
     tmrSlide.Enabled = false;
     frmSlideMessage.Unload();
+}
+
+void showNotice(const std::wstring& title, const std::wstring& text) {
+    frmSlideMessage.Load();
+    frmSlideMessage->lblTitle.Caption = title;
+    frmSlideMessage->startSlide(text);
 }
 
 void slideError(const std::wstring& where, const RunTimeError& error) {

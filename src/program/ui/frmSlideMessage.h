@@ -36,6 +36,3 @@ private:
     std::int32_t slidePhase = rising;
 };
 extern AutoForm<FrmSlideMessage> frmSlideMessage;
-
-/// Shows an error that a function has trapped as a notice.
-void slideError(const std::wstring& where, const RunTimeError& error);

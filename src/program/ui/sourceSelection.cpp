@@ -1,11 +1,12 @@
-#include "ui/sourceSelection.h"
-
 #include "api/CVHAPI.h"
 #include "api/accountSettings.h"
 #include "core/Errors.h"
 #include "core/modMisc.h"
 #include "state/modGlobals.h"
 #include "ui/frmMain.h"
+#include "ui/windows.h"
+
+// The choice of a source in the main window: its tabs, and the two combos that the gallery tree fills.
 
 namespace {
 

@@ -14,6 +14,7 @@
 #include "ui/frmOptions.h"
 #include "ui/frmPopupMenu.h"
 #include "ui/modSysTray.h"
+#include "ui/windows.h"
 
 // How the program comes up and goes down. The main window is the start-up object: its load is the program's first code.
 

@@ -15,7 +15,7 @@
 #include "ui/frmDownloading.h"
 #include "ui/frmMain.h"
 #include "ui/frmOptions.h"
-#include "ui/frmSlideMessage.h"
+#include "ui/windows.h"
 
 #include <algorithm>
 
@@ -136,12 +136,11 @@ void CVHAPI::verifyUpdate() {
         upgradeQuillory(apiDownloadingUpdateLink); // the archive again; the checksum file is kept
         return;
     }
-    frmSlideMessage.Load();
-    frmSlideMessage->lblTitle.Caption = L"Quillory - Update Error";
-    frmSlideMessage->startSlide(
+    showNotice(
+        L"Quillory - Update Error",
         L"The update engine cannot find the correct update file on the Velvet Harbor servers.  This could be due to a "
         L"corruption issue.  Please reopen Quillory and try again later.  If the problem persists, please reinstall: " +
-        std::wstring(ProductPageUrl));
+            std::wstring(ProductPageUrl));
     const auto isNotice = [](const Form* form) { return std::wstring_view(form->design.name) == L"frmSlideMessage"; };
     while (std::ranges::any_of(openForms(), isNotice)) platform::waitMessages();
     platform::endProcess();
