@@ -63,7 +63,7 @@ bool validateHTMLHeader(std::wstring& text) {
 std::int16_t getTaskbarHeight() {
     return trapErrors(L"Function getTaskbarHeight, modMisc", [] {
         const platform::Rect area = platform::workArea();
-        return toInteger(static_cast<double>(platform::screenSize().height - (area.bottom - area.top)));
+        return toInteger(static_cast<double>(platform::desktopSize().height - (area.bottom - area.top)));
     });
 }
 

@@ -6,7 +6,7 @@
 
 #include "platform/Messages.h"
 
-/// The desktop: screen, work area, cursor, wallpaper, and where a window stands among the others. All in real pixels.
+/// The desktop: screen, work area, cursor, wallpaper, and where a window stands among the others. All in pixels.
 namespace platform {
 
 struct Size {
@@ -25,10 +25,14 @@ struct Rect {
     std::int32_t bottom;
 };
 
-/// Pixel size of the primary screen, whatever the scaling of the windows.
+/// Size of the primary screen in its own pixels, for which pictures are made, whatever the scaling of windows.
 Size screenSize();
 
-/// Pixels per logical inch, 96 for a screen at 100 %. Fixed for the life of the process.
+/// Size of the primary screen in the pixels in which windows and the work area stand. The same as screenSize(), unless
+/// the system scales the windows itself.
+Size desktopSize();
+
+/// Pixels per logical inch of the primary screen, now: 96 at 100 %.
 std::int32_t screenDpi();
 
 /// The screen less the taskbar (SystemParametersInfo, action 48).

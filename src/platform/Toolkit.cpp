@@ -23,8 +23,8 @@ const std::vector<Form*>& openForms() { return loadedForms; }
 namespace screen {
 double TwipsPerPixelX() { return 1440.0 / platform::screenDpi(); }
 double TwipsPerPixelY() { return 1440.0 / platform::screenDpi(); }
-double Width() { return platform::screenSize().width * TwipsPerPixelX(); }
-double Height() { return platform::screenSize().height * TwipsPerPixelY(); }
+double Width() { return platform::desktopSize().width * TwipsPerPixelX(); }
+double Height() { return platform::desktopSize().height * TwipsPerPixelY(); }
 } // namespace screen
 
 // Controls

@@ -16,8 +16,8 @@
 /// screen; the desktop's peer (ToolkitPeer.h) shows the values and brings the person's actions in through Input.h.
 ///
 /// Units: controls stand in design pixels, 96 to the inch, which the peer scales by the screen's density. A form's own
-/// position and size, and all mouse coordinates, are in twips, 15 to the design pixel, so that they mean the same at
-/// every density. What asks for the size of the screen gets real pixels (Desktop.h).
+/// size is in twips, 15 to the design pixel, so that it means the same at every density; its position and all mouse
+/// coordinates are in twips of the primary screen. What asks for the size of the screen gets pixels (Desktop.h).
 
 class Form;
 class Frame;
@@ -57,7 +57,7 @@ inline constexpr double twipsPerDesignPixel = 15.0;
 namespace screen {
 double Width(); // twips
 double Height();
-double TwipsPerPixelX(); // twips to a real pixel
+double TwipsPerPixelX(); // twips to a pixel of the primary screen, now
 double TwipsPerPixelY();
 } // namespace screen
 

@@ -255,6 +255,42 @@ TEST_F(Win32Toolkit, EdgesAtTheSameSumOfTwipsAreTheSamePixel) {
     EXPECT_EQ(rect().bottom, rect().top);
 }
 
+TEST_F(Win32Toolkit, AWindowFollowsItsScreensDensityAndComesBackOntoTheScreen) {
+    constexpr UINT dpiChanged = 0x02E0;
+    form->text.Text = L"kept";
+    const int first = platform::screenDpi();
+    for (const int dpi : {240, 144, first}) {
+        const RECT suggested{30, 40, 0, 0};
+        SendMessageW(window(), dpiChanged, MAKEWPARAM(dpi, dpi), reinterpret_cast<LPARAM>(&suggested));
+        const RECT now = rect();
+        EXPECT_THAT((std::array{now.left, now.top, now.right - now.left, now.bottom - now.top}),
+                    ElementsAre(30, 40, 300 * dpi / 96, 200 * dpi / 96));
+        EXPECT_DOUBLE_EQ(form->Left / screen::TwipsPerPixelX(), 30);
+        EXPECT_DOUBLE_EQ(form->Width, 4500) << "twips of the design";
+        const POINT inCombo{60 * dpi / 96, 52 * dpi / 96};
+        RECT combo;
+        const HWND field = ChildWindowFromPoint(window(), inCombo);
+        GetClientRect(field, &combo);
+        EXPECT_NEAR(combo.right, 100 * dpi / 96, 1);
+        EXPECT_NEAR(combo.bottom, 24 * dpi / 96, 1);
+        LOGFONTW letters;
+        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(field, WM_GETFONT, 0, 0)), sizeof letters, &letters);
+        EXPECT_EQ(letters.lfHeight, -std::lround(9.0 * dpi / 72));
+    }
+    EXPECT_EQ(form->text.Text(), L"kept");
+
+    // The screen has lost the part on which the window stood.
+    const auto size = platform::desktopSize();
+    form->Left = (size.width - 20) * screen::TwipsPerPixelX();
+    form->Top = (size.height + 500) * screen::TwipsPerPixelY();
+    rect();
+    SendMessageW(window(), WM_DISPLAYCHANGE, 32, MAKELPARAM(size.width, size.height));
+    const RECT now = rect();
+    EXPECT_EQ(now.right, size.width);
+    EXPECT_LE(now.bottom, size.height);
+    EXPECT_EQ(now.bottom - now.top, 200 * first / 96);
+}
+
 TEST_F(Win32Toolkit, AModalWindowBlocksItsOwnerUntilItGoes) {
     AutoForm<Window> modal;
     modal->picture.Click = [&] { modal->Hide(); };

@@ -8,12 +8,15 @@ namespace {
 TEST_F(ProgramTest, TheNoticeRestsAboveATaskbarAtAnySide) {
     struct Case {
         platform::Rect area;
-        std::int32_t bottom; // where the window's lower edge is, in real pixels
+        std::int32_t bottom; // where the window's lower edge is, in pixels
     };
     const Case cases[] = {{{0, 0, 1920, 1040}, 1040},
                           {{0, 40, 1920, 1080}, 1040},
                           {{60, 0, 1920, 1080}, 1080},
                           {{0, 0, 1860, 1080}, 1080}};
+    // Windows that the system scales stand in other pixels than the screen's own.
+    headless::state.screen = {3840, 2160};
+    headless::state.desktop = {1920, 1080};
     for (const std::int32_t dpi : {96, 120, 144, 192}) {
         for (const Case& c : cases) {
             headless::state.dpi = dpi;

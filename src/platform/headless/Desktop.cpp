@@ -10,6 +10,8 @@ namespace platform {
 
 Size screenSize() { return state.screen; }
 
+Size desktopSize() { return state.desktop.width > 0 ? state.desktop : state.screen; }
+
 std::int32_t screenDpi() { return state.dpi; }
 
 Rect workArea() { return state.workArea; }

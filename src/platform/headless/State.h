@@ -53,6 +53,7 @@ struct State {
     Registry registry; // of the current user; there is no other hive
 
     platform::Size screen{1920, 1080};
+    platform::Size desktop{}; // where the system scales the windows; otherwise the screen's
     std::int32_t dpi = 96;
     platform::Rect workArea{0, 0, 1920, 1040};
     std::optional<platform::Point> cursor{{0, 0}}; // nothing: the desktop is locked

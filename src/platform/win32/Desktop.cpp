@@ -2,29 +2,28 @@
 
 #include <windows.h>
 
+#include "platform/win32/Density.h"
 #include "platform/win32/Handles.h"
 #include "platform/win32/ToolkitWindow.h"
 
 namespace platform {
 
 Size screenSize() {
-    // The metrics of a window's scaling lie after the scaling was changed; the display mode does not.
+    MONITORINFOEXW primary{};
+    primary.cbSize = sizeof primary;
+    GetMonitorInfoW(MonitorFromPoint({0, 0}, MONITOR_DEFAULTTOPRIMARY), &primary);
+    // The metrics of windows lie where the system scales them; the display mode does not.
     DEVMODEW mode{};
     mode.dmSize = sizeof mode;
-    if (EnumDisplaySettingsW(nullptr, ENUM_CURRENT_SETTINGS, &mode) && mode.dmPelsWidth > 0 && mode.dmPelsHeight > 0)
-        return {static_cast<std::int32_t>(mode.dmPelsWidth), static_cast<std::int32_t>(mode.dmPelsHeight)};
-    return {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
+    const bool known = EnumDisplaySettingsW(primary.szDevice[0] ? primary.szDevice : nullptr, ENUM_CURRENT_SETTINGS,
+                                            &mode) != 0;
+    if (!known || mode.dmPelsWidth == 0 || mode.dmPelsHeight == 0) return desktopSize();
+    return {static_cast<std::int32_t>(mode.dmPelsWidth), static_cast<std::int32_t>(mode.dmPelsHeight)};
 }
 
-std::int32_t screenDpi() {
-    static const std::int32_t dpi = [] {
-        const HDC screen = GetDC(nullptr);
-        const int value = GetDeviceCaps(screen, LOGPIXELSX);
-        ReleaseDC(nullptr, screen);
-        return value > 0 ? value : USER_DEFAULT_SCREEN_DPI;
-    }();
-    return dpi;
-}
+Size desktopSize() { return {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)}; }
+
+std::int32_t screenDpi() { return win32::primaryDpi(); }
 
 Rect workArea() {
     RECT area{};

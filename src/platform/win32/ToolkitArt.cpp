@@ -10,15 +10,13 @@
 #include <tuple>
 #include <utility>
 
-#include "platform/Desktop.h"
 #include "platform/PictureFile.h"
 #include "platform/RunTimeError.h"
+#include "platform/win32/Density.h"
 
 namespace platform::win32 {
 
-double scale() { return screenDpi() / 96.0; }
-
-int toPixels(double designPixels) { return static_cast<int>(std::lround(designPixels * scale())); }
+int toPixels(double designPixels, int dpi) { return static_cast<int>(std::lround(designPixels * dpi / 96)); }
 
 // Surfaces
 
@@ -71,8 +69,8 @@ namespace {
 constexpr std::array densities{96, 120, 144, 192};
 
 /// The smallest density that needs no enlarging, else the greatest.
-int nearestDensity() {
-    const auto found = std::ranges::lower_bound(densities, screenDpi());
+int nearestDensity(int dpi) {
+    const auto found = std::ranges::lower_bound(densities, dpi);
     return found == densities.end() ? densities.back() : *found;
 }
 
@@ -131,29 +129,34 @@ Surface scaled(const Surface& source, double factor) {
     return resampledRows(resampledRows(source, length(source.width())), length(source.height()));
 }
 
-Surface loadArt(const std::string& art) {
-    const int density = nearestDensity();
+Surface loadArt(const std::string& art, int dpi) {
+    const int density = nearestDensity(dpi);
     const HRSRC found = FindResourceW(nullptr, resourceName(art, density).c_str(), RT_RCDATA);
     const HGLOBAL loaded = found ? LoadResource(nullptr, found) : nullptr;
     if (!loaded) return {};
     const auto* bytes = static_cast<const char*>(LockResource(loaded));
     try {
         Surface surface = premultiplied(PictureFile(std::string(bytes, SizeofResource(nullptr, found))));
-        return density == screenDpi() ? std::move(surface)
-                                      : scaled(surface, static_cast<double>(screenDpi()) / density);
+        return density == dpi ? std::move(surface) : scaled(surface, static_cast<double>(dpi) / density);
     } catch (const RunTimeError&) {
         return {}; // a window without its pictures still works
     }
 }
 
+std::map<std::pair<int, std::string>, Surface> arts; // by density and name
+
 } // namespace
 
-const Surface* pictureSurface(const Picture& picture) {
-    static std::map<std::string, Surface> arts;
+const Surface* pictureSurface(const Picture& picture, int dpi) {
     if (picture.art.empty()) return nullptr;
-    auto found = arts.find(picture.art);
-    if (found == arts.end()) found = arts.emplace(picture.art, loadArt(picture.art)).first;
+    const std::pair key(dpi, picture.art);
+    auto found = arts.find(key);
+    if (found == arts.end()) found = arts.emplace(key, loadArt(picture.art, dpi)).first;
     return found->second ? &found->second : nullptr;
+}
+
+void forgetPictures(const std::set<int>& usedDpis) {
+    std::erase_if(arts, [&](const auto& kept) { return !usedDpis.contains(kept.first.first); });
 }
 
 // Fonts, pointers, icons
@@ -223,13 +226,13 @@ SIZE textSize(const std::wstring& text, const TextStyle& style, int width, int d
     return {needed.right, needed.bottom};
 }
 
-void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style) {
+void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style, int dpi) {
     if (text.empty()) return;
     if (style.middle) {
-        const LONG spare = place.bottom - place.top - textSize(text, style, place.right - place.left, screenDpi()).cy;
+        const LONG spare = place.bottom - place.top - textSize(text, style, place.right - place.left, dpi).cy;
         place.top += std::max(0L, spare / 2); // a text that is too tall is cut off at its end
     }
-    SelectObject(dc, font(style, screenDpi()));
+    SelectObject(dc, font(style, dpi));
     SetTextColor(dc, colorRef(style.color));
     SetBkMode(dc, TRANSPARENT);
     const UINT align = style.align == Align::centre ? DT_CENTER : style.align == Align::right ? DT_RIGHT : DT_LEFT;
@@ -247,9 +250,14 @@ HCURSOR pointer(std::int16_t number) {
     return number == pointerHand ? hand : number == pointerSizeAll ? sizeAll : arrow;
 }
 
-HICON programIcon(int widthMetric, int heightMetric) {
-    return static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(1), IMAGE_ICON,
-                                         GetSystemMetrics(widthMetric), GetSystemMetrics(heightMetric), 0));
+HICON programIcon(int widthMetric, int dpi) {
+    static std::map<int, HICON> icons; // by side
+    const int side = metricAt(widthMetric, dpi);
+    HICON& icon = icons[side];
+    if (!icon)
+        icon = static_cast<HICON>(
+            LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(1), IMAGE_ICON, side, side, 0));
+    return icon;
 }
 
 // Rounded boxes

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 
 #include <windows.h>
 
@@ -9,11 +10,8 @@
 /// What windows are drawn with: bitmaps in memory, the program's own pictures, fonts and pointers.
 namespace platform::win32 {
 
-/// Real pixels to a design pixel.
-double scale();
-
-/// A design length in whole pixels.
-int toPixels(double designPixels);
+/// A design length in whole pixels at a density.
+int toPixels(double designPixels, int dpi);
 
 /// Pixels in memory, 32 bits each, rows from the top, with a device context to draw on them.
 class Surface {
@@ -43,9 +41,11 @@ private:
     SIZE size{};
 };
 
-/// The picture at the screen's density, with premultiplied alpha; null if there is none. Kept for the life of the
-/// process.
-const Surface* pictureSurface(const Picture& picture);
+/// The picture at a density, with premultiplied alpha; null if there is none. Kept until its density is forgotten.
+const Surface* pictureSurface(const Picture& picture, int dpi);
+
+/// Lets go of the pictures that no window shows: those of other densities than these.
+void forgetPictures(const std::set<int>& usedDpis);
 
 /// The system's user-interface font at a density; kept for the life of the process.
 HFONT font(const TextStyle& style, int dpi);
@@ -54,13 +54,14 @@ HFONT font(const TextStyle& style, int dpi);
 SIZE textSize(const std::wstring& text, const TextStyle& style, int width, int dpi);
 
 /// Draws a text into its place.
-void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style);
+void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style, int dpi);
 
 /// The pointer of that number; the arrow for one that is not known.
 HCURSOR pointer(std::int16_t number);
 
-/// Loads the program's icon at the size of a system metric (SM_CXICON or SM_CXSMICON); the caller keeps it.
-HICON programIcon(int widthMetric, int heightMetric);
+/// The program's icon at the size of a system metric (SM_CXICON or SM_CXSMICON) at a density; kept for the life of the
+/// process.
+HICON programIcon(int widthMetric, int dpi);
 
 /// A rectangle with rounded corners, smooth at the edges, drawn where `clip` allows. Lengths in pixels.
 struct RoundedBox {

@@ -4,7 +4,6 @@
 #include <uxtheme.h>
 #include <vssym32.h>
 
-#include "platform/Desktop.h"
 #include "platform/win32/ToolkitWindow.h"
 
 namespace platform::win32 {
@@ -23,7 +22,7 @@ int markState(HWND button) {
 
 } // namespace
 
-LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color color, bool cues) {
+LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color color, bool cues, int dpi) {
     const HWND button = job.hdr.hwndFrom;
     const HTHEME theme = GetWindowTheme(button);
     if (job.dwDrawStage != CDDS_PREPAINT || !theme) return CDRF_DODEFAULT;
@@ -38,15 +37,16 @@ LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color c
     const RECT mark{0, (text.bottom - size.cy) / 2, size.cx, (text.bottom - size.cy) / 2 + size.cy};
     DrawThemeBackground(theme, job.hdc, part, state, &mark, nullptr);
     const TextStyle style{.color = color, .middle = true};
-    text.left = mark.right + toPixels(choiceGap);
+    text.left = mark.right + toPixels(choiceGap, dpi);
     if (IsWindowEnabled(button)) {
-        drawText(job.hdc, text, caption, style);
+        drawText(job.hdc, text, caption, style, dpi);
     } else {
         const COLORREF grey = GetSysColor(COLOR_GRAYTEXT);
-        drawText(job.hdc, text, caption, {.color = {GetRValue(grey), GetGValue(grey), GetBValue(grey)}, .middle = true});
+        drawText(job.hdc, text, caption, {.color = {GetRValue(grey), GetGValue(grey), GetBValue(grey)}, .middle = true},
+                 dpi);
     }
     if (cues && GetFocus() == button) {
-        const SIZE needed = textSize(caption, style, text.right - text.left, screenDpi());
+        const SIZE needed = textSize(caption, style, text.right - text.left, dpi);
         const LONG top = (text.bottom - needed.cy) / 2;
         const RECT around{text.left - 1, top - 1, text.left + needed.cx + 1, top + needed.cy + 1};
         SetTextColor(job.hdc, 0); // the dots are drawn in these

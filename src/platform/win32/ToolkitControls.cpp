@@ -6,7 +6,6 @@
 #include <commctrl.h>
 #include <windowsx.h>
 
-#include "platform/Desktop.h"
 #include "platform/Input.h"
 #include "platform/ToolkitPeer.h"
 #include "platform/win32/ToolkitWindow.h"
@@ -120,9 +119,9 @@ LRESULT FormWindow::handleNative(Native& native, HWND at, UINT message, WPARAM w
     const bool inEdit = at == native.edit;
 
     const auto raise = [&](const MouseEvent& event, std::int16_t button) {
-        const Place place = placeOnForm(control);
-        raiseMouse(event, button, &control, MAKELPARAM(GET_X_LPARAM(lParam) + toPixels(place.x),
-                                                       GET_Y_LPARAM(lParam) + toPixels(place.y)));
+        const RECT place = pixelsOf(control);
+        raiseMouse(event, button, &control,
+                   MAKELPARAM(GET_X_LPARAM(lParam) + place.left, GET_Y_LPARAM(lParam) + place.top));
     };
 
     // The second of two quick clicks on a button is a click like the first.
@@ -163,7 +162,7 @@ void FormWindow::createNatives() {
                                          WS_CHILD | design.style, 0, 0, 0, 0, window, nullptr,
                                          GetModuleHandleW(nullptr), nullptr);
         SetWindowSubclass(native->window, nativeProcedure, 1, reinterpret_cast<DWORD_PTR>(native.get()));
-        SendMessageW(native->window, WM_SETFONT, reinterpret_cast<WPARAM>(font({}, screenDpi())), 0);
+        SendMessageW(native->window, WM_SETFONT, reinterpret_cast<WPARAM>(font({}, dpi)), 0);
         if (const auto* box = dynamic_cast<TextBox*>(control)) {
             native->edit = native->window;
             if (box->passwordChar) SendMessageW(native->window, EM_SETPASSWORDCHAR, box->passwordChar, 0);
@@ -392,9 +391,9 @@ LRESULT FormWindow::drawNative(const NMHDR& notification) {
     if (!native || notification.code != NM_CUSTOMDRAW) return 0;
     const auto& job = reinterpret_cast<const NMCUSTOMDRAW&>(notification);
     if (const auto* option = dynamic_cast<const OptionButton*>(&native->control))
-        return drawChoice(job, option->Caption, form.design.text, cues);
+        return drawChoice(job, option->Caption, form.design.text, cues, dpi);
     if (const auto* check = dynamic_cast<const CheckBox*>(&native->control))
-        return drawChoice(job, check->Caption, form.design.text, cues);
+        return drawChoice(job, check->Caption, form.design.text, cues, dpi);
     return CDRF_DODEFAULT;
 }
 

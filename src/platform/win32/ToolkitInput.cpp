@@ -16,17 +16,6 @@ namespace {
 
 bool isDown(int key) { return GetKeyState(key) < 0; }
 
-/// A message's position from the corner of a control (null: of the form), in twips.
-struct Twips {
-    double x;
-    double y;
-};
-Twips twipsWithin(const Control* control, LPARAM where) {
-    const Place place = control ? placeOnForm(*control) : Place{};
-    return {GET_X_LPARAM(where) * screen::TwipsPerPixelX() - place.x * twipsPerDesignPixel,
-            GET_Y_LPARAM(where) * screen::TwipsPerPixelY() - place.y * twipsPerDesignPixel};
-}
-
 std::int16_t shiftMask() {
     return static_cast<std::int16_t>((isDown(VK_SHIFT) ? 1 : 0) | (isDown(VK_CONTROL) ? 2 : 0) |
                                      (isDown(VK_MENU) ? 4 : 0));
@@ -34,10 +23,11 @@ std::int16_t shiftMask() {
 
 } // namespace
 
-void raiseMouse(const MouseEvent& event, std::int16_t button, const Control* control, LPARAM where) {
+void FormWindow::raiseMouse(const MouseEvent& event, std::int16_t button, const Control* control, LPARAM where) const {
     if (!event || (control && !control->Enabled)) return;
-    const Twips at = twipsWithin(control, where);
-    event(button, shiftMask(), at.x, at.y);
+    const RECT place = control ? pixelsOf(*control) : RECT{};
+    event(button, shiftMask(), (GET_X_LPARAM(where) - place.left) * screen::TwipsPerPixelX(),
+          (GET_Y_LPARAM(where) - place.top) * screen::TwipsPerPixelY());
 }
 
 std::int16_t buttonMask(WPARAM keys) {
@@ -54,7 +44,7 @@ std::int16_t buttonReleasedBy(UINT message) {
 }
 
 Control* FormWindow::hit(LPARAM where) const {
-    return Input::hitTest(form, GET_X_LPARAM(where) / scale(), GET_Y_LPARAM(where) / scale());
+    return Input::hitTest(form, GET_X_LPARAM(where) * 96.0 / dpi, GET_Y_LPARAM(where) * 96.0 / dpi);
 }
 
 bool FormWindow::isOver(const Control& control, LPARAM where) const {

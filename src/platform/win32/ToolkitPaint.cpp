@@ -13,15 +13,15 @@ constexpr double cornerRadius = 6;
 constexpr BYTE disabledVeil = 140; // how much of the background covers a control that is disabled
 constexpr Color white{255, 255, 255};
 
-int edgeWidth() { return std::max(1, static_cast<int>(scale())); }
+int edgeWidth(int dpi) { return std::max(1, dpi / 96); }
 
 void fillRect(HDC dc, const RECT& rect, Color color) {
     SetDCBrushColor(dc, colorRef(color));
     FillRect(dc, &rect, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
 }
 
-void drawPicture(HDC dc, const RECT& rect, const PictureBox& box) {
-    if (const Surface* picture = pictureSurface(box.Picture)) {
+void drawPicture(HDC dc, const RECT& rect, const PictureBox& box, int dpi) {
+    if (const Surface* picture = pictureSurface(box.Picture, dpi)) {
         const int width = std::min<int>(picture->width(), rect.right - rect.left);
         const int height = std::min<int>(picture->height(), rect.bottom - rect.top);
         const BLENDFUNCTION blend{AC_SRC_OVER, 0, 255, AC_SRC_ALPHA};
@@ -29,32 +29,33 @@ void drawPicture(HDC dc, const RECT& rect, const PictureBox& box) {
             AlphaBlend(dc, rect.left, rect.top, width, height, picture->dc(), 0, 0, width, height, blend);
     }
     RECT captioned = rect;
-    captioned.left += toPixels(box.captionInset);
-    drawText(dc, captioned, box.Caption, box.style);
+    captioned.left += toPixels(box.captionInset, dpi);
+    drawText(dc, captioned, box.Caption, box.style, dpi);
 }
 
-void drawFrame(Surface& onto, RECT rect, const Frame& frame, RECT clip) {
-    const int radius = toPixels(cornerRadius);
+void drawFrame(Surface& onto, RECT rect, const Frame& frame, RECT clip, int dpi) {
+    const int radius = toPixels(cornerRadius, dpi);
     IntersectRect(&clip, &clip, &rect);
-    RECT top{rect.left, rect.top, rect.right, rect.top + edgeWidth()};
+    RECT top{rect.left, rect.top, rect.right, rect.top + edgeWidth(dpi)};
     if (!frame.roundTop) rect.top -= radius; // the corners lie outside of the clip
-    draw(onto, {rect, radius + 0.0, edgeWidth() + 0.0, frame.edge, true, frame.fill}, clip);
+    draw(onto, {rect, radius + 0.0, edgeWidth(dpi) + 0.0, frame.edge, true, frame.fill}, clip);
     if (!frame.roundTop) fillRect(onto.dc(), top, frame.edge);
 }
 
-void drawFocus(Surface& onto, RECT rect, Color color, const RECT& clip) {
+void drawFocus(Surface& onto, RECT rect, Color color, const RECT& clip, int dpi) {
     // Two lines, so that it is seen on dark and on light.
-    const double width = std::max(1.0, std::round(scale() * 2));
-    draw(onto, {rect, toPixels(4) + 0.0, width, color, false, {}}, clip);
+    const double width = std::max(1.0, std::round(dpi / 48.0));
+    draw(onto, {rect, toPixels(4, dpi) + 0.0, width, color, false, {}}, clip);
     InflateRect(&rect, -static_cast<int>(width), -static_cast<int>(width));
-    draw(onto, {rect, toPixels(2) + 0.0, std::max(1.0, std::round(scale())), white, false, {}}, clip);
+    draw(onto, {rect, toPixels(2, dpi) + 0.0, std::max(1.0, std::round(dpi / 96.0)), white, false, {}}, clip);
 }
 
 } // namespace
 
 RECT FormWindow::pixelsOf(const Control& control) const {
     const Place place = placeOnForm(control);
-    return {toPixels(place.x), toPixels(place.y), toPixels(place.x + place.width), toPixels(place.y + place.height)};
+    return {toPixels(place.x, dpi), toPixels(place.y, dpi), toPixels(place.x + place.width, dpi),
+            toPixels(place.y + place.height, dpi)};
 }
 
 void FormWindow::invalidate(const Control& control) {
@@ -67,7 +68,7 @@ void FormWindow::invalidate(const Control& control) {
 
 void FormWindow::resized(SIZE from, SIZE to) {
     // The edge at the right and below is elsewhere now.
-    const int edge = edgeWidth();
+    const int edge = edgeWidth(dpi);
     for (const auto [right, bottom] : {from, to})
         for (const RECT& side : {RECT{right - edge, 0, right, bottom}, RECT{0, bottom - edge, right, bottom}})
             InvalidateRect(window, &side, FALSE);
@@ -135,18 +136,18 @@ void FormWindow::redraw(const RECT& dirty) {
         const int unclipped = SaveDC(dc);
         IntersectClipRect(dc, rect.left, rect.top, rect.right, rect.bottom);
         if (const auto* frame = dynamic_cast<const Frame*>(control))
-            drawFrame(buffer, rect, *frame, dirty);
+            drawFrame(buffer, rect, *frame, dirty, dpi);
         else if (const auto* label = dynamic_cast<const Label*>(control))
-            drawText(dc, rect, label->Caption, label->style);
+            drawText(dc, rect, label->Caption, label->style, dpi);
         else if (const auto* box = dynamic_cast<const PictureBox*>(control))
-            drawPicture(dc, rect, *box);
+            drawPicture(dc, rect, *box, dpi);
         RestoreDC(dc, unclipped);
         if (below)
             AlphaBlend(dc, seen.left, seen.top, width, height, below.dc(), 0, 0, width, height,
                        {AC_SRC_OVER, 0, disabledVeil, 0});
-        if (control == ringed) drawFocus(buffer, rect, form.design.edge, dirty);
+        if (control == ringed) drawFocus(buffer, rect, form.design.edge, dirty, dpi);
     }
-    const int edge = edgeWidth();
+    const int edge = edgeWidth(dpi);
     for (const RECT& side : {RECT{0, 0, all.right, edge}, RECT{0, all.bottom - edge, all.right, all.bottom},
                              RECT{0, 0, edge, all.bottom}, RECT{all.right - edge, 0, all.right, all.bottom}})
         fillRect(dc, side, form.design.edge);

@@ -17,14 +17,7 @@ namespace {
 std::map<const Form*, std::shared_ptr<FormWindow>> windows;
 std::function<void()> taskbarCallback;
 
-double twipsPerPixel() { return screen::TwipsPerPixelX(); }
-
-LONG pixels(double twips) { return static_cast<LONG>(std::lround(twips / twipsPerPixel())); }
-
-/// Edges are rounded, and not lengths: two edges at the same sum of twips are the same pixel at every size.
-RECT placeOf(const Form& form) {
-    return {pixels(form.Left), pixels(form.Top), pixels(form.Left + form.Width), pixels(form.Top + form.Height)};
-}
+constexpr UINT dpiChanged = 0x02E0; // WM_DPICHANGED, Windows 8.1
 
 UINT taskbarCreated() {
     static const UINT message = RegisterWindowMessageW(L"TaskbarCreated");
@@ -43,15 +36,11 @@ LRESULT CALLBACK formProcedure(HWND window, UINT message, WPARAM wParam, LPARAM 
 /// A class for each form, so that its window can be told from the others from outside.
 std::wstring registeredClass(const wchar_t* formName) {
     const std::wstring name = std::wstring(L"Quillory.") + formName;
-    static const HICON large = programIcon(SM_CXICON, SM_CYICON);
-    static const HICON small = programIcon(SM_CXSMICON, SM_CYSMICON);
     WNDCLASSEXW design{};
     design.cbSize = sizeof design;
     design.style = CS_DROPSHADOW;
     design.lpfnWndProc = formProcedure;
     design.hInstance = GetModuleHandleW(nullptr);
-    design.hIcon = large;
-    design.hIconSm = small;
     design.lpszClassName = name.c_str();
     RegisterClassExW(&design); // fails for a form that was loaded before, whose class stands
     return name;
@@ -84,12 +73,14 @@ std::vector<std::shared_ptr<FormWindow>> allFormWindows() {
 void FormWindow::create() {
     setMessageFilter(filterKeys);
     // A notice may be shown by its handle before it has been given its place: until then there is nothing to see of it.
-    const RECT place = form.design.notice ? RECT{} : placeOf(form);
+    const RECT place = form.design.notice ? RECT{} : placeOnScreen();
     window = CreateWindowExW(extendedStyle(form.design), registeredClass(form.design.name).c_str(),
                              form.design.caption.c_str(),
                              WS_POPUP | WS_CLIPCHILDREN | WS_SYSMENU | (form.design.inTaskbar ? WS_MINIMIZEBOX : 0U),
                              place.left, place.top, place.right - place.left, place.bottom - place.top, nullptr,
                              nullptr, GetModuleHandleW(nullptr), nullptr);
+    dpi = windowDpi(window);
+    applyIcons();
     createNatives();
     applyInput();
 }
@@ -156,7 +147,7 @@ void FormWindow::placeSoon() {
 void FormWindow::placeNow() {
     placePending = false;
     if (IsIconic(window)) return; // until it is back
-    const RECT place = placeOf(form);
+    const RECT place = placeOnScreen();
     placing = true;
     SetWindowPos(window, nullptr, place.left, place.top, place.right - place.left, place.bottom - place.top,
                  SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOOWNERZORDER);
@@ -179,11 +170,9 @@ LRESULT FormWindow::windowMoved(const WINDOWPOS& moved) {
         applyFocus();
         return result;
     }
-    const RECT place = placeOf(form);
-    if (!placing && !placePending && !(moved.flags & SWP_NOMOVE) && (moved.x != place.left || moved.y != place.top)) {
-        form.Left.adopt(moved.x * twipsPerPixel());
-        form.Top.adopt(moved.y * twipsPerPixel());
-    }
+    const RECT place = placeOnScreen();
+    if (!placing && !placePending && !(moved.flags & SWP_NOMOVE) && (moved.x != place.left || moved.y != place.top))
+        adoptPlace({moved.x, moved.y});
     return result;
 }
 
@@ -216,7 +205,20 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
         if (reinterpret_cast<HWND>(lParam) == window) return 0; // taken again by who had it
         pressed = nullptr;
         buttonsDown = 0;
+        PostMessageW(window, densityWaits, 0, 0);
         return 0;
+    case densityWaits:
+        densityAfterDrag();
+        return 0;
+    case dpiChanged:
+        densityChanged(LOWORD(wParam), *reinterpret_cast<const RECT*>(lParam));
+        return 0;
+    case WM_DISPLAYCHANGE:
+        screensChanged(true);
+        break;
+    case WM_SETTINGCHANGE:
+        screensChanged(wParam == SPI_SETWORKAREA);
+        break;
     case WM_COMMAND:
         if (lParam != 0) notified(reinterpret_cast<HWND>(lParam), HIWORD(wParam));
         return 0;
@@ -283,7 +285,7 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
         break;
     case WM_WINDOWPOSCHANGING:
         if (auto& moving = *reinterpret_cast<WINDOWPOS*>(lParam); placePending && moving.flags & SWP_SHOWWINDOW) {
-            const RECT place = placeOf(form); // never seen where it no longer belongs
+            const RECT place = placeOnScreen(); // never seen where it no longer belongs
             moving.x = place.left;
             moving.y = place.top;
             moving.cx = place.right - place.left;
@@ -376,7 +378,7 @@ WindowHandle windowOf(const Form& form) {
 }
 
 std::uint32_t smallIconOf(const Form&) {
-    static const HICON icon = programIcon(SM_CXSMICON, SM_CYSMICON);
+    const HICON icon = programIcon(SM_CXSMICON, win32::primaryDpi());
     return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(icon));
 }
 

@@ -12,6 +12,7 @@
 #include <commctrl.h>
 
 #include "platform/Toolkit.h"
+#include "platform/win32/Density.h"
 #include "platform/win32/ToolkitArt.h"
 
 /// The peer's own parts. A form is one window; what has no window of its own is drawn by the form into one back buffer
@@ -23,7 +24,7 @@ class FormWindow;
 using MouseEvent = std::function<void(std::int16_t Button, std::int16_t Shift, double X, double Y)>;
 
 /// Messages to itself, for what must wait until a procedure of the system has returned.
-enum : UINT { placeWaits = WM_APP, focusMoved, choiceMade, blockedOne };
+enum : UINT { placeWaits = WM_APP, densityWaits, focusMoved, choiceMade, blockedOne };
 
 /// A native control.
 struct Native {
@@ -49,10 +50,11 @@ inline bool isDropped(const Native& native) {
 
 class FormWindow : public std::enable_shared_from_this<FormWindow> {
 public:
-    explicit FormWindow(Form& shown) : form(shown) {}
+    explicit FormWindow(Form& shown) : form(shown), dpi(primaryDpi()) {}
 
     Form& form;
     HWND window = nullptr;
+    int dpi;             // of the screen that it is on, at which everything on it is drawn
     bool closed = false; // the form is unloaded: nothing is raised from the window any more
     bool cues = false;   // the keyboard has been used, so the focus is shown
     bool assigning = false; // the program changes a native control, which therefore has nothing to tell
@@ -71,6 +73,13 @@ public:
     void placeNow();
 
     LRESULT handle(UINT message, WPARAM wParam, LPARAM lParam);
+
+    // Screens (ToolkitScreen.cpp)
+    RECT placeOnScreen() const; // where the form is to stand, in pixels
+    void adoptPlace(POINT leftTop);
+    void densityChanged(int now, const RECT& suggested); // the system finds the window on a screen of another density
+    void densityAfterDrag();                    // what waited for the end of a drag
+    void screensChanged(bool mayHide);          // other screens, resolutions or, with `mayHide`, less room
 
     // Drawing (ToolkitPaint.cpp)
     RECT pixelsOf(const Control& control) const;
@@ -95,6 +104,8 @@ public:
 
 private:
     LRESULT windowMoved(const WINDOWPOS& moved);
+    /// Raises a mouse event of a control (null: of the form), unless it is disabled. `where` is a mouse message's lParam.
+    void raiseMouse(const MouseEvent& event, std::int16_t button, const Control* control, LPARAM where) const;
     void mouseDown(std::int16_t button, LPARAM where);
     void mouseUp(std::int16_t button, LPARAM where);
     void mouseMoved(WPARAM buttons, LPARAM where);
@@ -107,6 +118,7 @@ private:
     void resized(SIZE from, SIZE to);
 
     void placeNative(Native& native);
+    void rescaleNatives();
     void showText(Native& native);
     void showList(Native& native);
     void adoptText(Native& native);
@@ -121,8 +133,13 @@ private:
     const Control* ringed = nullptr; // shows the focus
     Control* pressed = nullptr; // has the mouse until all buttons are up
     std::int16_t buttonsDown = 0;
+    void applyDensity(int now);
+    void applyIcons();
+    void keepReachable();
+
     bool placePending = false;
     bool placing = false;
+    bool rescaling = false;
     bool iconic = false;
 };
 
@@ -135,7 +152,7 @@ inline constexpr double choiceGap = 4;
 
 /// Draws an option or a check with the theme's own mark and the caption in a colour of the form's; the theme would have
 /// it black. `cues`: the focus is shown. The result is the notification's (ToolkitChoice.cpp).
-LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color color, bool cues);
+LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color color, bool cues, int dpi);
 
 /// Null if the form or window is not, or no longer, of this program's forms.
 std::shared_ptr<FormWindow> windowOfForm(const Form& form);
@@ -147,9 +164,6 @@ bool filterKeys(void* message);
 
 /// The buttons in a mouse message's wParam: 1 left, 2 right, 4 middle.
 std::int16_t buttonMask(WPARAM keys);
-
-/// Raises a mouse event of a control (null: of a form), unless it is disabled. `where` is a mouse message's lParam.
-void raiseMouse(const MouseEvent& event, std::int16_t button, const Control* control, LPARAM where);
 
 /// The button that a message is about: 1 left, 2 right, 4 middle; 0 for any other message.
 std::int16_t buttonPressedBy(UINT message);

@@ -46,8 +46,9 @@ void CVHAPI::DownloadAndChangeWallpaper(std::int32_t ID, const std::wstring& Fil
             frmDownloading->Show(Modality::modeless, &*frmMain);
             platform::setForegroundWindow(frmDownloading->hWnd());
         }
-        const auto width = static_cast<float>(screen::Width() / screen::TwipsPerPixelX());
-        const auto height = static_cast<float>(screen::Height() / screen::TwipsPerPixelY());
+        const platform::Size screen = platform::screenSize();
+        const auto width = static_cast<float>(screen.width);
+        const auto height = static_cast<float>(screen.height);
         VHDownload.Download(std::wstring(WallpaperInlineUrl) + std::to_wstring(ID) + L"/" + singleText(width) + L"x" +
                                 singleText(height) + L"/" + FileName,
                             destination);
