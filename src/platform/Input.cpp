@@ -1,7 +1,9 @@
 #include "platform/Input.h"
 
 #include <algorithm>
+#include <cwctype>
 
+#include "platform/Spoken.h"
 #include "platform/ToolkitPeer.h"
 
 namespace {
@@ -78,6 +80,20 @@ bool Input::pressReturn(Form& form) {
     }
     if (button->Click) button->Click();
     return true;
+}
+
+bool Input::pressEscape(Form& form) { return form.escapePresses && press(*form.escapePresses); }
+
+bool Input::pressAccessKey(Form& form, wchar_t letter) {
+    for (Control* control : form.all) {
+        if (!control->accessKey || std::towupper(control->accessKey) != std::towupper(letter)) continue;
+        if (!form.takesInput() || !control->canTakeFocus()) continue;
+        if (!dynamic_cast<Label*>(control) || control->Click) return press(*control);
+        for (Control* field : form.all)
+            if (field->canTakeFocus() && field->TabStop && platform::labelOf(*field) == control)
+                return moveFocus(form, field);
+    }
+    return false;
 }
 
 void Input::type(TextBox& box, const std::wstring& text) {

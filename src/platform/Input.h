@@ -20,6 +20,12 @@ struct Input {
     /// The Return key: presses the form's default button, if it is enabled.
     static bool pressReturn(Form& form);
 
+    /// The Escape key: presses what the form has for it.
+    static bool pressEscape(Form& form);
+
+    /// Alt and a letter: a click on the control that has it as its access key; for a label, the focus to its field.
+    static bool pressAccessKey(Form& form, wchar_t letter);
+
     static void type(TextBox& box, const std::wstring& text);
     static void type(ComboBox& box, const std::wstring& text); // KeyDown, the change unless locked, KeyUp
     static void choose(ComboBox& box, const std::wstring& entry); // from the list: text, then Click

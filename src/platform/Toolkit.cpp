@@ -31,11 +31,11 @@ double Height() { return platform::desktopSize().height * TwipsPerPixelY(); }
 
 Parent::Parent(Frame& inFrame) : form(inFrame.form), frame(&inFrame) {}
 
-Control::Control(Parent parent, Place place)
+Control::Control(Parent parent, Place place, Role as)
     : form(parent.form), container(parent.frame), Left(*this, Aspect::place, place.x),
       Top(*this, Aspect::place, place.y), Width(*this, Aspect::place, place.width),
       Height(*this, Aspect::place, place.height), Visible(*this, Aspect::visible, true),
-      Enabled(*this, Aspect::enabled, true), MousePointer(*this, Aspect::pointer, pointerDefault) {
+      Enabled(*this, Aspect::enabled, true), MousePointer(*this, Aspect::pointer, pointerDefault), role(as) {
     form.all.push_back(this);
 }
 
@@ -58,25 +58,26 @@ void Control::SetFocus() {
     platform::focusChanged(form);
 }
 
-Label::Label(Parent parent, Place place, std::wstring caption, TextStyle textStyle)
-    : Control(parent, place), Caption(*this, Aspect::text, std::move(caption)), style(textStyle) {}
+Label::Label(Parent parent, Place place, std::wstring caption, TextStyle textStyle, Role as)
+    : Control(parent, place, as), Caption(*this, Aspect::text, std::move(caption)), style(textStyle) {}
 
-PictureBox::PictureBox(Parent parent, Place place, ::Picture picture, std::wstring caption, TextStyle textStyle)
-    : Control(parent, place), Picture(*this, Aspect::picture, std::move(picture)), Caption(std::move(caption)),
+PictureBox::PictureBox(Parent parent, Place place, ::Picture picture, std::wstring caption, TextStyle textStyle,
+                       Role as)
+    : Control(parent, place, as), Picture(*this, Aspect::picture, std::move(picture)), Caption(std::move(caption)),
       style(textStyle) {}
 
 Frame::Frame(Parent parent, Place place, std::wstring caption, Color fillColor, Color edgeColor)
-    : Control(parent, place), Caption(std::move(caption)), fill(fillColor), edge(edgeColor) {}
+    : Control(parent, place, Role::art), Caption(std::move(caption)), fill(fillColor), edge(edgeColor) {}
 
 TextBox::TextBox(Parent parent, Place place, std::wstring text, wchar_t hidden)
-    : Control(parent, place), Text(*this, Aspect::text, std::move(text)), SelStart(*this, Aspect::selection, 0),
-      SelLength(*this, Aspect::selection, 0), passwordChar(hidden) {
+    : Control(parent, place, Role::field), Text(*this, Aspect::text, std::move(text)),
+      SelStart(*this, Aspect::selection, 0), SelLength(*this, Aspect::selection, 0), passwordChar(hidden) {
     TabStop = true;
 }
 
 ComboBox::ComboBox(Parent parent, Place place, std::vector<std::wstring> list, std::wstring text)
-    : Control(parent, place), Text(*this, Aspect::text, std::move(text)), List(*this, Aspect::list, std::move(list)),
-      Locked(*this, Aspect::locked, false) {
+    : Control(parent, place, Role::combo), Text(*this, Aspect::text, std::move(text)),
+      List(*this, Aspect::list, std::move(list)), Locked(*this, Aspect::locked, false) {
     TabStop = true;
 }
 
@@ -92,17 +93,18 @@ void ComboBox::Clear() {
 }
 
 OptionButton::OptionButton(Parent parent, Place place, std::wstring caption, bool value)
-    : Control(parent, place), Caption(std::move(caption)), Value(*this, Aspect::value, value) {
+    : Control(parent, place, Role::option), Caption(std::move(caption)), Value(*this, Aspect::value, value) {
     TabStop = true;
 }
 
 CheckBox::CheckBox(Parent parent, Place place, std::wstring caption, std::int16_t value)
-    : Control(parent, place), Caption(std::move(caption)), Value(*this, Aspect::value, value, refuseCheckValue) {
+    : Control(parent, place, Role::check), Caption(std::move(caption)),
+      Value(*this, Aspect::value, value, refuseCheckValue) {
     TabStop = true;
 }
 
 CommandButton::CommandButton(Parent parent, Place place, std::wstring caption, bool isDefault)
-    : Control(parent, place), Caption(std::move(caption)) {
+    : Control(parent, place, Role::art), Caption(std::move(caption)) {
     if (isDefault) form.byReturn = this;
 }
 

@@ -69,9 +69,26 @@ struct Parent {
     Frame* frame;
 };
 
+/// What a control is: to somebody who does not see it, and to one who sees it in a contrast theme of the system's.
+enum class Role {
+    art,      // says nothing
+    backdrop, // art behind words, before which it gives way
+    trough,   // what a bar moves in
+    text,
+    link,
+    button,
+    closeMark,
+    tab,
+    progress,
+    field,
+    combo,
+    option,
+    check
+};
+
 class Control : public Propertied {
 public:
-    Control(Parent parent, Place place);
+    Control(Parent parent, Place place, Role role);
 
     Form& form;
     Frame* const container; // null: the form itself
@@ -80,6 +97,9 @@ public:
     Property<bool> Visible, Enabled;
     Property<std::int16_t> MousePointer;
     std::wstring Tag;
+    Role role;
+    std::wstring name;       // what it is called where it shows no words of its own that say it
+    wchar_t accessKey = 0;   // with Alt, the key that does what a click does; for a label, to the field that it names
     bool TabStop = false;    // reached by the Tab key, in the order of declaration, and by a click
     bool ClickFocus = false; // a click alone moves the focus here
 
@@ -96,6 +116,9 @@ public:
     bool isShown() const;
     bool canTakeFocus() const;
 
+    virtual bool isSelected() const { return false; } // a tab
+    virtual std::wstring spokenValue() const { return {}; }
+
     void changed(Aspect aspect) override;
 
 protected:
@@ -104,7 +127,7 @@ protected:
 
 class Label : public Control {
 public:
-    Label(Parent parent, Place place, std::wstring caption, TextStyle style = {});
+    Label(Parent parent, Place place, std::wstring caption, TextStyle style = {}, Role role = Role::text);
     Property<std::wstring> Caption;
     TextStyle style;
 };
@@ -112,7 +135,8 @@ public:
 /// A picture at its own size, clipped to its place. With a caption it looks like a button.
 class PictureBox : public Control {
 public:
-    PictureBox(Parent parent, Place place, ::Picture picture = {}, std::wstring caption = {}, TextStyle style = {});
+    PictureBox(Parent parent, Place place, ::Picture picture = {}, std::wstring caption = {}, TextStyle style = {},
+               Role role = Role::art);
     Property<::Picture> Picture;
     std::wstring Caption;
     TextStyle style;
@@ -223,6 +247,7 @@ public:
     Property<double> Left, Top, Width, Height; // twips
     Property<bool> Visible, Enabled;
     Property<std::int16_t> MousePointer, WindowState;
+    Control* escapePresses = nullptr; // what the Escape key does; null: nothing
     std::function<void()> Activate;
     std::function<void(std::int16_t Button, std::int16_t Shift, double X, double Y)> MouseMove;
 

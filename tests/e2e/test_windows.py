@@ -1,4 +1,5 @@
-"""Every window at the common density and at its double: whole, at its size, and kept in build/screens/ to be looked at."""
+"""Every window at the common density, at greater ones and in a contrast theme: whole, at its size, and kept in
+build/screens/ to be looked at."""
 
 import pytest
 from PIL import ImageStat
@@ -11,15 +12,17 @@ SCREENS = BUILD / "screens"
 SLOW = 40_000  # bytes a second: time to look around during a download
 HEADER = 40  # design pixels
 NIGHT, WATER, PAPER = (0x14, 0x21, 0x3D), (0x1F, 0x5A, 0x6E), (0xF7, 0xF3, 0xEA)
+BLACK, WHITE = (0, 0, 0), (255, 255, 255)  # of the contrast theme
 
 
 class Album:
     """Photographs of windows, each with what stands on it and nothing of what stands around it."""
 
-    def __init__(self, stage):
+    def __init__(self, stage, contrast=False):
         self.stage = stage
         self.person = stage.person
-        self.folder = SCREENS / str(stage.desktop.dpi)
+        self.contrast = contrast
+        self.folder = SCREENS / (str(stage.desktop.dpi) + "-contrast" * contrast)
         self.folder.mkdir(parents=True, exist_ok=True)
 
     def keep(self, window, name):
@@ -44,13 +47,15 @@ class Album:
         assert 0 <= left <= screen_width - width and 0 <= top <= screen_height - height
         picture = self.keep(window, as_name or name)
         for corner in ((0, 0), (width - 1, 0), (0, height - 1), (width - 1, height - 1)):
-            assert picture.getpixel(corner) == WATER, f"the edge of {name} at {corner}"
+            edge = WHITE if self.contrast else WATER
+            assert picture.getpixel(corner) == edge, f"the edge of {name} at {corner}"
         middle = width - self.scaled(60)  # between title and close mark
-        assert near(picture.getpixel((middle, self.scaled(2))), NIGHT), f"the header of {name}"
+        assert near(picture.getpixel((middle, self.scaled(2))), BLACK if self.contrast else NIGHT), f"header of {name}"
         assert not near(picture.getpixel((middle, self.scaled(HEADER) - 2)), PAPER), f"the header of {name}"
         below = picture.crop((self.scaled(4), self.scaled(HEADER), self.scaled(8), height - self.scaled(4)))
         if name != "frmMain":  # which has its logo there
-            assert all(near(colour, PAPER, 24) for _, colour in below.getcolors(100_000)), f"the paper of {name}"
+            paper = BLACK if self.contrast else PAPER
+            assert all(near(colour, paper, 24) for _, colour in below.getcolors(100_000)), f"the paper of {name}"
         assert min(ImageStat.Stat(picture).stddev) > 10, f"{name} is blank"
         return picture
 
@@ -59,11 +64,17 @@ def near(one, other, slack=12):
     return all(abs(a - b) <= slack for a, b in zip(one, other))
 
 
-@pytest.mark.parametrize("dpi, size", [(96, (1280, 1024)), (192, (1600, 1200))])
-def test_the_windows(library, dpi, size):
+@pytest.mark.parametrize(
+    "dpi, size, contrast",
+    [(96, (1280, 1024), False), (96, (1280, 1024), True), (120, (1280, 1024), False), (144, (1280, 1024), False),
+     (192, (1600, 1200), False), (240, (2000, 1600), False)],
+)  # fmt: skip
+def test_the_windows(library, dpi, size, contrast):
     with Stage(library, size, dpi) as stage:
         stage.clean()
-        album, person = Album(stage), stage.person
+        album, person = Album(stage, contrast), stage.person
+        if contrast:  # before the start: a program that runs on Wine keeps the colours that it has seen
+            assert stage.probe.ask("contrast", 1)
         stage.start()
         person.window("frmLogin")
         person.point(5, 5)

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <string>
@@ -10,6 +11,7 @@
 #include <windows.h>
 
 #include "platform/Desktop.h"
+#include "platform/Input.h"
 #include "platform/Toolkit.h"
 #include "platform/win32/Handles.h"
 
@@ -403,6 +405,8 @@ TEST_F(Win32Toolkit, TheShellsMessageAboutTheTrayIconIsAMouseMove) {
 }
 
 struct Notice : Form {
+    Label words{*this, {0, 0, 100, 50}, {}};
+
     Notice()
         : Form({.name = L"toolkitNotice",
                 .caption = {},
@@ -411,6 +415,62 @@ struct Notice : Form {
                 .startUp = StartUp::manual,
                 .notice = true}) {}
 };
+
+TEST_F(Win32Toolkit, DarkColoursOfTheSystemAreFollowedThereAndBack) {
+    const HDC dc = CreateCompatibleDC(nullptr);
+    const HDC screen = GetDC(nullptr);
+    SelectObject(dc, CreateCompatibleBitmap(screen, 300, 200));
+    ReleaseDC(nullptr, screen);
+    const auto edgeAndInside = [&] {
+        platform::pumpMessages();
+        SendMessageW(window(), WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), 0);
+        return std::array{GetPixel(dc, 0, 0), GetPixel(dc, 5, 5)};
+    };
+    const auto asDesigned = edgeAndInside();
+    const int parts[] = {COLOR_WINDOW, COLOR_WINDOWTEXT};
+    const COLORREF before[] = {GetSysColor(COLOR_WINDOW), GetSysColor(COLOR_WINDOWTEXT)};
+    const COLORREF dark[] = {RGB(0, 0, 80), RGB(255, 255, 0)};
+    SetSysColors(2, parts, dark);
+    EXPECT_THAT(edgeAndInside(), ElementsAre(dark[1], dark[0]));
+    SetSysColors(2, parts, before);
+    EXPECT_EQ(edgeAndInside(), asDesigned);
+    DeleteDC(dc);
+}
+
+std::vector<DWORD> told; // to a screen reader
+
+void CALLBACK hear(HWINEVENTHOOK, DWORD event, HWND, LONG object, LONG, DWORD, DWORD) {
+    if (object == OBJID_CLIENT) told.push_back(event);
+}
+
+TEST_F(Win32Toolkit, AReaderIsToldOfFocusProgressNamesAndNotices) {
+    told.clear();
+    const HWINEVENTHOOK hook =
+        SetWinEventHook(EVENT_MIN, EVENT_MAX, nullptr, hear, GetCurrentProcessId(), 0, WINEVENT_OUTOFCONTEXT);
+    const auto heard = [] {
+        platform::pumpMessages();
+        return std::exchange(told, {});
+    };
+    form->picture.role = Role::button;
+    form->picture.TabStop = true;
+    heard();
+    Input::moveFocus(*form, &form->picture);
+    EXPECT_THAT(heard(), testing::Contains(DWORD{EVENT_OBJECT_FOCUS}));
+    form->picture.role = Role::progress;
+    form->picture.Width = 20;
+    EXPECT_THAT(heard(), testing::Contains(DWORD{EVENT_OBJECT_VALUECHANGE}));
+    AutoForm<Notice> notice;
+    notice.Load();
+    platform::setWindowPos(notice->hWnd(), -1, SWP_SHOWWINDOW | SWP_NOACTIVATE | SWP_NOMOVE | SWP_NOSIZE);
+    heard();
+    notice->words.Caption = L"first";
+    notice->words.Caption = L"second";
+    const auto events = heard();
+    EXPECT_EQ(std::ranges::count(events, DWORD{EVENT_OBJECT_NAMECHANGE}), 2);
+    EXPECT_EQ(std::ranges::count(events, DWORD{EVENT_SYSTEM_ALERT}), 1);
+    UnhookWinEvent(hook);
+    notice.discard();
+}
 
 TEST_F(Win32Toolkit, ANoticeShownByItsHandleIsSeenAtItsPlaceAloneAndLeavesTheActivation) {
     AutoForm<Notice> notice;

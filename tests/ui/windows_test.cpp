@@ -1,4 +1,9 @@
+#include <algorithm>
+#include <cwctype>
+#include <map>
+
 #include "platform/Input.h"
+#include "platform/Spoken.h"
 #include "program/ProgramTest.h"
 #include "ui/modSysTray.h"
 
@@ -6,6 +11,8 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+std::string narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
 
 class Windows : public ProgramTest {
 protected:
@@ -290,6 +297,62 @@ TEST_F(Windows, AnyButtonDragsAWindowByItsHeaderOrItsTitle) {
         EXPECT_EQ(frmMain->MousePointer, pointerDefault);
         surface->MouseMove(2, 0, 500, 500);
         EXPECT_EQ(frmMain->Left, 1020);
+    }
+}
+
+TEST_F(Windows, WhatDoesSomethingSaysWhatItIsCalled) {
+    frmDownloading.Load();
+    frmQuickStart.Load();
+    frmSlideMessage->lblTitle.Caption = L"Quillory - Information";
+    frmSlideMessage->startSlide(L"hello");
+    EXPECT_EQ(platform::spokenName(*frmSlideMessage), L"Quillory - Information");
+    EXPECT_EQ(platform::spokenMessage(*frmSlideMessage), L"hello");
+    for (const Form* form : openForms()) {
+        for (const Control* control : form->controls()) {
+            const auto spoken = platform::spokenOf(*control);
+            const bool does = control->Click || dynamic_cast<const TextBox*>(control);
+            if (!does || dynamic_cast<const CommandButton*>(control)) continue;
+            EXPECT_NE(spoken.name, L"") << narrow(form->design.name);
+            EXPECT_NE(control->role, Role::art) << narrow(spoken.name);
+        }
+    }
+    const auto nameOf = [](const Control& control) { return platform::spokenOf(control).name; };
+    EXPECT_EQ(nameOf(frmLogin->txtPassword), L"Password:");
+    EXPECT_EQ(nameOf(frmMain->cboCategory), L"Category:");
+    EXPECT_EQ(nameOf(frmOptions->cboFrequencyType), frmOptions->lblRotationText.Caption());
+    EXPECT_EQ(nameOf(frmOptions->txtRating), frmOptions->lblQualityText.Caption());
+    frmDownloading->SetProgressBarValue(42);
+    EXPECT_EQ(platform::spokenOf(frmDownloading->picProgressBar).value, L"42%");
+    EXPECT_TRUE(platform::spokenOf(frmMain->picSourceTabs[0]).selected);
+    EXPECT_FALSE(platform::spokenOf(frmMain->picSourceTabs[1]).selected);
+}
+
+TEST_F(Windows, EscapeAndAccessKeysPressWhatIsThere) {
+    EXPECT_FALSE(Input::pressEscape(*frmMain));
+    EXPECT_FALSE(Input::pressAccessKey(*frmMain, L'g')) << "its page is not shown";
+    EXPECT_TRUE(Input::pressAccessKey(*frmMain, L'c'));
+    EXPECT_EQ(activeTab, 2);
+    fillGalleries();
+    EXPECT_TRUE(Input::pressAccessKey(*frmMain, L'g'));
+    EXPECT_EQ(frmMain->activeControl(), &frmMain->cboGallery);
+    EXPECT_TRUE(Input::pressAccessKey(*frmMain, L'o'));
+    EXPECT_TRUE(frmOptions->Visible);
+    frmOptions->txtRating.Text = L"7";
+    EXPECT_TRUE(Input::pressEscape(*frmOptions));
+    EXPECT_FALSE(frmOptions->Visible);
+    EXPECT_EQ(frmOptions->txtRating.Text(), L"0");
+
+    // A letter does one thing in a window, and is one of the words that it is underlined in.
+    for (const Form* form : openForms()) {
+        std::map<wchar_t, const Control*> keys;
+        for (const Control* control : form->controls()) {
+            if (!control->accessKey) continue;
+            const auto [other, isNew] = keys.emplace(control->accessKey, control);
+            EXPECT_TRUE(isNew) << narrow(form->design.name);
+            std::wstring words = platform::spokenOf(*control).name;
+            std::ranges::transform(words, words.begin(), std::towupper);
+            EXPECT_NE(words.find(control->accessKey), std::wstring::npos) << narrow(words);
+        }
     }
 }
 

@@ -214,6 +214,18 @@ namespace {
 
 constexpr UINT wrapped = DT_NOPREFIX | DT_WORDBREAK;
 
+/// The text as the system's drawing takes it with an access key: an ampersand before the letter.
+std::wstring marked(const std::wstring& text, wchar_t key) {
+    std::wstring result;
+    bool found = false;
+    for (const wchar_t c : text) {
+        if (c == L'&' || (!found && std::towupper(c) == std::towupper(key))) result += L'&';
+        found = found || std::towupper(c) == std::towupper(key);
+        result += c;
+    }
+    return result;
+}
+
 } // namespace
 
 SIZE textSize(const std::wstring& text, const TextStyle& style, int width, int dpi) {
@@ -226,7 +238,7 @@ SIZE textSize(const std::wstring& text, const TextStyle& style, int width, int d
     return {needed.right, needed.bottom};
 }
 
-void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style, int dpi) {
+void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style, int dpi, wchar_t key) {
     if (text.empty()) return;
     if (style.middle) {
         const LONG spare = place.bottom - place.top - textSize(text, style, place.right - place.left, dpi).cy;
@@ -236,7 +248,19 @@ void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& sty
     SetTextColor(dc, colorRef(style.color));
     SetBkMode(dc, TRANSPARENT);
     const UINT align = style.align == Align::centre ? DT_CENTER : style.align == Align::right ? DT_RIGHT : DT_LEFT;
-    DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &place, wrapped | align);
+    const std::wstring drawn = key ? marked(text, key) : text;
+    DrawTextW(dc, drawn.c_str(), static_cast<int>(drawn.size()), &place,
+              (key ? wrapped & ~static_cast<UINT>(DT_NOPREFIX) : wrapped) | align);
+}
+
+void drawPicture(HDC dc, const RECT& place, const Picture& picture, int dpi) {
+    const Surface* surface = pictureSurface(picture, dpi);
+    if (!surface) return;
+    const int width = std::min<int>(surface->width(), place.right - place.left);
+    const int height = std::min<int>(surface->height(), place.bottom - place.top);
+    const BLENDFUNCTION blend{AC_SRC_OVER, 0, 255, AC_SRC_ALPHA};
+    if (width > 0 && height > 0)
+        AlphaBlend(dc, place.left, place.top, width, height, surface->dc(), 0, 0, width, height, blend);
 }
 
 HCURSOR pointer(std::int16_t number) {

@@ -53,8 +53,11 @@ HFONT font(const TextStyle& style, int dpi);
 /// The size of a text that wraps at a width, in pixels: wider than that if one of its words is.
 SIZE textSize(const std::wstring& text, const TextStyle& style, int width, int dpi);
 
-/// Draws a text into its place.
-void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style, int dpi);
+/// Draws a text into its place, with the first letter `key` in it underlined (0: none).
+void drawText(HDC dc, RECT place, const std::wstring& text, const TextStyle& style, int dpi, wchar_t key = 0);
+
+/// Draws a picture at its own size, clipped to its place.
+void drawPicture(HDC dc, const RECT& place, const Picture& picture, int dpi);
 
 /// The pointer of that number; the arrow for one that is not known.
 HCURSOR pointer(std::int16_t number);

@@ -1,9 +1,12 @@
+#include <algorithm>
+
 #include <windows.h>
 
 #include <commctrl.h>
 #include <uxtheme.h>
 #include <vssym32.h>
 
+#include "platform/win32/Contrast.h"
 #include "platform/win32/ToolkitWindow.h"
 
 namespace platform::win32 {
@@ -14,15 +17,37 @@ namespace {
 int markState(HWND button) {
     const LRESULT now = SendMessageW(button, BM_GETSTATE, 0, 0);
     const int first = now & BST_CHECKED ? CBS_CHECKEDNORMAL : CBS_UNCHECKEDNORMAL;
-    const int offset = !IsWindowEnabled(button) ? CBS_UNCHECKEDDISABLED : now & BST_PUSHED ? CBS_UNCHECKEDPRESSED
+    const int offset = !IsWindowEnabled(button) ? CBS_UNCHECKEDDISABLED
+                       : now & BST_PUSHED       ? CBS_UNCHECKEDPRESSED
                        : now & BST_HOT          ? CBS_UNCHECKEDHOT
                                                 : CBS_UNCHECKEDNORMAL;
     return first + offset - CBS_UNCHECKEDNORMAL;
 }
 
+/// The theme's mark, with the form's ink for its black: its greys become shades of the ink, its colours stay.
+void drawMark(HTHEME theme, HDC dc, int part, int state, const RECT& place, Color ink) {
+    const int width = place.right - place.left;
+    const int height = place.bottom - place.top;
+    Surface mark(width, height);
+    if (!mark) return;
+    BitBlt(mark.dc(), 0, 0, width, height, dc, place.left, place.top, SRCCOPY);
+    const RECT all{0, 0, width, height};
+    DrawThemeBackground(theme, mark.dc(), part, state, &all, nullptr);
+    GdiFlush();
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            std::uint32_t& pixel = mark.row(y)[x];
+            const auto [least, most] = std::minmax({pixel & 0xFF, pixel >> 8 & 0xFF, pixel >> 16 & 0xFF});
+            if (most - least > 8) continue;
+            const auto shade = [most](std::uint32_t from) { return from + (255 - from) * most / 255; };
+            pixel = shade(ink.red) << 16 | shade(ink.green) << 8 | shade(ink.blue);
+        }
+    BitBlt(dc, place.left, place.top, width, height, mark.dc(), 0, 0, SRCCOPY);
+}
+
 } // namespace
 
-LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color color, bool cues, int dpi) {
+LRESULT drawChoice(const NMCUSTOMDRAW& job, const Control& choice, const std::wstring& caption, bool cues, int dpi) {
     const HWND button = job.hdr.hwndFrom;
     const HTHEME theme = GetWindowTheme(button);
     if (job.dwDrawStage != CDDS_PREPAINT || !theme) return CDRF_DODEFAULT;
@@ -35,16 +60,15 @@ LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color c
     RECT text;
     GetClientRect(button, &text);
     const RECT mark{0, (text.bottom - size.cy) / 2, size.cx, (text.bottom - size.cy) / 2 + size.cy};
-    DrawThemeBackground(theme, job.hdc, part, state, &mark, nullptr);
-    const TextStyle style{.color = color, .middle = true};
+    if (contrast())
+        DrawThemeBackground(theme, job.hdc, part, state, &mark, nullptr);
+    else
+        drawMark(theme, job.hdc, part, state, mark, choice.form.design.text);
+    const int wanted = IsWindowEnabled(button) ? COLOR_WINDOWTEXT : COLOR_GRAYTEXT;
+    const bool designed = wanted == COLOR_WINDOWTEXT && !contrast();
+    const TextStyle style{.color = designed ? choice.form.design.text : systemColor(wanted), .middle = true};
     text.left = mark.right + toPixels(choiceGap, dpi);
-    if (IsWindowEnabled(button)) {
-        drawText(job.hdc, text, caption, style, dpi);
-    } else {
-        const COLORREF grey = GetSysColor(COLOR_GRAYTEXT);
-        drawText(job.hdc, text, caption, {.color = {GetRValue(grey), GetGValue(grey), GetBValue(grey)}, .middle = true},
-                 dpi);
-    }
+    drawText(job.hdc, text, caption, style, dpi, cues ? choice.accessKey : L'\0');
     if (cues && GetFocus() == button) {
         const SIZE needed = textSize(caption, style, text.right - text.left, dpi);
         const LONG top = (text.bottom - needed.cy) / 2;

@@ -7,6 +7,7 @@
 #include <windowsx.h>
 
 #include "platform/Input.h"
+#include "platform/Spoken.h"
 #include "platform/ToolkitPeer.h"
 #include "platform/win32/ToolkitWindow.h"
 
@@ -21,13 +22,14 @@ struct NativeDesign {
     DWORD style = 0;
     DWORD extendedStyle = 0;
     std::wstring text;
+    bool named = false; // by a label
 };
 
 NativeDesign designOf(const Control& control) {
     if (const auto* box = dynamic_cast<const TextBox*>(&control))
-        return {WC_EDITW, ES_AUTOHSCROLL | (box->passwordChar ? ES_PASSWORD : 0UL), WS_EX_CLIENTEDGE, {}};
+        return {WC_EDITW, ES_AUTOHSCROLL | (box->passwordChar ? ES_PASSWORD : 0UL), WS_EX_CLIENTEDGE, {}, true};
     if (dynamic_cast<const ComboBox*>(&control))
-        return {WC_COMBOBOXW, CBS_DROPDOWN | CBS_AUTOHSCROLL | WS_VSCROLL, 0, {}};
+        return {WC_COMBOBOXW, CBS_DROPDOWN | CBS_AUTOHSCROLL | WS_VSCROLL, 0, {}, true};
     // Not the automatic kinds: the values are the toolkit's to change, by its own rules.
     if (const auto* option = dynamic_cast<const OptionButton*>(&control))
         return {WC_BUTTONW, BS_RADIOBUTTON | BS_NOTIFY, 0, option->Caption};
@@ -158,6 +160,10 @@ void FormWindow::createNatives() {
         const NativeDesign design = designOf(*control);
         if (!design.windowClass) continue;
         auto native = std::make_unique<Native>(*this, *control);
+        // The system names a field after the label window before it, which is here to be found and not to be seen.
+        if (const Label* label = design.named ? labelOf(*control) : nullptr)
+            native->label = CreateWindowExW(0, WC_STATICW, label->Caption().c_str(), WS_CHILD, 0, 0, 0, 0, window,
+                                            nullptr, GetModuleHandleW(nullptr), nullptr);
         native->window = CreateWindowExW(design.extendedStyle, design.windowClass, design.text.c_str(),
                                          WS_CHILD | design.style, 0, 0, 0, 0, window, nullptr,
                                          GetModuleHandleW(nullptr), nullptr);
@@ -245,6 +251,7 @@ void FormWindow::applyShownNatives() {
         if (isVisible == control->isShown()) continue;
         if (isVisible) applyFocus(); // away from it beforehand
         ShowWindow(native->window, isVisible ? SW_HIDE : SW_SHOWNA);
+        if (native->label) ShowWindow(native->label, isVisible ? SW_HIDE : SW_SHOWNA);
         if (!isVisible) applyFocus(); // or back to it
     }
 }
@@ -391,15 +398,19 @@ LRESULT FormWindow::drawNative(const NMHDR& notification) {
     if (!native || notification.code != NM_CUSTOMDRAW) return 0;
     const auto& job = reinterpret_cast<const NMCUSTOMDRAW&>(notification);
     if (const auto* option = dynamic_cast<const OptionButton*>(&native->control))
-        return drawChoice(job, option->Caption, form.design.text, cues, dpi);
+        return drawChoice(job, *option, option->Caption, cues, dpi);
     if (const auto* check = dynamic_cast<const CheckBox*>(&native->control))
-        return drawChoice(job, check->Caption, form.design.text, cues, dpi);
+        return drawChoice(job, *check, check->Caption, cues, dpi);
     return CDRF_DODEFAULT;
 }
 
 void FormWindow::applyFocus() {
     moveRing();
-    if (GetActiveWindow() != window || IsIconic(window)) return;
+    if (GetActiveWindow() == window && !IsIconic(window)) giveFocus();
+    tellFocus();
+}
+
+void FormWindow::giveFocus() {
     const Control* active = form.activeControl();
     const Native* native = active && active->canTakeFocus() ? nativeOf(active) : nullptr;
     const HWND has = GetFocus();

@@ -129,6 +129,7 @@ bool pressKey(FormWindow& shown, const MSG& message) {
         else if (windowless || dynamic_cast<CommandButton*>(active))
             Input::press(*active);
         return true;
+    case VK_ESCAPE: return !isRepeat && Input::pressEscape(form);
     case VK_SPACE:
         if (!windowless) return false;
         if (!isRepeat) Input::press(*active);
@@ -152,7 +153,8 @@ bool pressKey(FormWindow& shown, const MSG& message) {
 
 bool filterKeys(void* raw) {
     const MSG& message = *static_cast<const MSG*>(raw);
-    if (message.message != WM_KEYDOWN) return false;
+    const bool isAlt = message.message == WM_SYSKEYDOWN && message.wParam == VK_MENU;
+    if (message.message != WM_KEYDOWN && message.message != WM_SYSCHAR && !isAlt) return false;
     const auto shown = formWindowAt(GetAncestor(message.hwnd, GA_ROOT));
     if (!shown || shown->closed || !shown->form.takesInput()) return false;
     const auto alive = shown->form.weak_from_this().lock();
@@ -161,8 +163,14 @@ bool filterKeys(void* raw) {
         if (message.wParam != VK_TAB) return false;
         SendMessageW(native->window, CB_SHOWDROPDOWN, FALSE, 0);
     }
+    if (isAlt) shown->showCues();
+    if (isAlt) return false;
     bool handled = false;
-    guarded([&] { handled = pressKey(*shown, message); });
+    guarded([&] {
+        handled = message.message == WM_KEYDOWN
+                      ? pressKey(*shown, message)
+                      : Input::pressAccessKey(shown->form, static_cast<wchar_t>(message.wParam));
+    });
     return handled;
 }
 

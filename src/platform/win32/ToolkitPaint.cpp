@@ -3,6 +3,7 @@
 
 #include "platform/Input.h"
 #include "platform/ToolkitPeer.h"
+#include "platform/win32/Contrast.h"
 #include "platform/win32/ToolkitWindow.h"
 
 namespace platform::win32 {
@@ -20,17 +21,11 @@ void fillRect(HDC dc, const RECT& rect, Color color) {
     FillRect(dc, &rect, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
 }
 
-void drawPicture(HDC dc, const RECT& rect, const PictureBox& box, int dpi) {
-    if (const Surface* picture = pictureSurface(box.Picture, dpi)) {
-        const int width = std::min<int>(picture->width(), rect.right - rect.left);
-        const int height = std::min<int>(picture->height(), rect.bottom - rect.top);
-        const BLENDFUNCTION blend{AC_SRC_OVER, 0, 255, AC_SRC_ALPHA};
-        if (width > 0 && height > 0)
-            AlphaBlend(dc, rect.left, rect.top, width, height, picture->dc(), 0, 0, width, height, blend);
-    }
+void drawCaptioned(HDC dc, const RECT& rect, const PictureBox& box, int dpi, wchar_t key) {
+    drawPicture(dc, rect, box.Picture, dpi);
     RECT captioned = rect;
     captioned.left += toPixels(box.captionInset, dpi);
-    drawText(dc, captioned, box.Caption, box.style, dpi);
+    drawText(dc, captioned, box.Caption, box.style, dpi, key);
 }
 
 void drawFrame(Surface& onto, RECT rect, const Frame& frame, RECT clip, int dpi) {
@@ -42,12 +37,12 @@ void drawFrame(Surface& onto, RECT rect, const Frame& frame, RECT clip, int dpi)
     if (!frame.roundTop) fillRect(onto.dc(), top, frame.edge);
 }
 
-void drawFocus(Surface& onto, RECT rect, Color color, const RECT& clip, int dpi) {
+void drawFocus(Surface& onto, RECT rect, Color color, Color inner, const RECT& clip, int dpi) {
     // Two lines, so that it is seen on dark and on light.
     const double width = std::max(1.0, std::round(dpi / 48.0));
     draw(onto, {rect, toPixels(4, dpi) + 0.0, width, color, false, {}}, clip);
     InflateRect(&rect, -static_cast<int>(width), -static_cast<int>(width));
-    draw(onto, {rect, toPixels(2, dpi) + 0.0, std::max(1.0, std::round(dpi / 96.0)), white, false, {}}, clip);
+    draw(onto, {rect, toPixels(2, dpi) + 0.0, std::max(1.0, std::round(dpi / 96.0)), inner, false, {}}, clip);
 }
 
 } // namespace
@@ -118,7 +113,10 @@ void FormWindow::redraw(const RECT& dirty) {
     const HDC dc = buffer.dc();
     const int saved = SaveDC(dc);
     IntersectClipRect(dc, dirty.left, dirty.top, dirty.right, dirty.bottom);
-    fillRect(dc, dirty, form.design.background);
+    const bool contrasting = contrast();
+    const Color background = contrasting ? systemColor(COLOR_WINDOW) : form.design.background;
+    const Color line = contrasting ? systemColor(COLOR_WINDOWTEXT) : form.design.edge;
+    fillRect(dc, dirty, background);
     for (const Control* control : form.controls()) {
         if (!control->isShown() || nativeOf(control)) continue;
         const RECT rect = pixelsOf(*control);
@@ -129,28 +127,31 @@ void FormWindow::redraw(const RECT& dirty) {
         Surface below;
         const int width = seen.right - seen.left;
         const int height = seen.bottom - seen.top;
-        if (!control->Enabled) {
+        if (!control->Enabled && !contrasting) {
             below = Surface(width, height);
             BitBlt(below.dc(), 0, 0, width, height, dc, seen.left, seen.top, SRCCOPY);
         }
         const int unclipped = SaveDC(dc);
         IntersectClipRect(dc, rect.left, rect.top, rect.right, rect.bottom);
-        if (const auto* frame = dynamic_cast<const Frame*>(control))
+        const wchar_t key = cues ? control->accessKey : L'\0';
+        if (contrasting)
+            drawInContrast(buffer, rect, *control, dirty, dpi, key);
+        else if (const auto* frame = dynamic_cast<const Frame*>(control))
             drawFrame(buffer, rect, *frame, dirty, dpi);
         else if (const auto* label = dynamic_cast<const Label*>(control))
-            drawText(dc, rect, label->Caption, label->style, dpi);
+            drawText(dc, rect, label->Caption, label->style, dpi, key);
         else if (const auto* box = dynamic_cast<const PictureBox*>(control))
-            drawPicture(dc, rect, *box, dpi);
+            drawCaptioned(dc, rect, *box, dpi, key);
         RestoreDC(dc, unclipped);
         if (below)
             AlphaBlend(dc, seen.left, seen.top, width, height, below.dc(), 0, 0, width, height,
                        {AC_SRC_OVER, 0, disabledVeil, 0});
-        if (control == ringed) drawFocus(buffer, rect, form.design.edge, dirty, dpi);
+        if (control == ringed) drawFocus(buffer, rect, line, contrasting ? background : white, dirty, dpi);
     }
     const int edge = edgeWidth(dpi);
     for (const RECT& side : {RECT{0, 0, all.right, edge}, RECT{0, all.bottom - edge, all.right, all.bottom},
                              RECT{0, 0, edge, all.bottom}, RECT{all.right - edge, 0, all.right, all.bottom}})
-        fillRect(dc, side, form.design.edge);
+        fillRect(dc, side, line);
     RestoreDC(dc, saved);
 }
 

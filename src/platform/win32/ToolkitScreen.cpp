@@ -2,6 +2,7 @@
 #include <cmath>
 #include <set>
 
+#include "platform/win32/Contrast.h"
 #include "platform/win32/ToolkitWindow.h"
 
 // Where windows stand, and what happens to them when the screens change.
@@ -60,6 +61,12 @@ void FormWindow::applyDensity(int now) {
 void FormWindow::applyIcons() {
     for (const auto& [kind, metric] : {std::pair{ICON_SMALL, SM_CXSMICON}, std::pair{ICON_BIG, SM_CXICON}})
         SendMessageW(window, WM_SETICON, static_cast<WPARAM>(kind), reinterpret_cast<LPARAM>(programIcon(metric, dpi)));
+}
+
+void FormWindow::coloursChanged() {
+    contrastMayHaveChanged();
+    for (const auto& [control, native] : natives) SendMessageW(native->window, WM_SYSCOLORCHANGE, 0, 0);
+    RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_FRAME | RDW_ALLCHILDREN);
 }
 
 void FormWindow::screensChanged(bool mayHide) {

@@ -6,6 +6,7 @@
 #include "platform/Input.h"
 #include "platform/Shell.h"
 #include "platform/ToolkitPeer.h"
+#include "platform/win32/Contrast.h"
 #include "platform/win32/Handles.h"
 #include "platform/win32/Loop.h"
 #include "platform/win32/ToolkitBox.h"
@@ -44,6 +45,13 @@ std::wstring registeredClass(const wchar_t* formName) {
     design.lpszClassName = name.c_str();
     RegisterClassExW(&design); // fails for a form that was loaded before, whose class stands
     return name;
+}
+
+/// Owns the notices: not every taskbar leaves out a window for being a tool's, but none shows one with an owner.
+HWND unseenOwner() {
+    static const HWND owner = CreateWindowExW(WS_EX_TOOLWINDOW, L"STATIC", nullptr, WS_POPUP, 0, 0, 0, 0, nullptr,
+                                              nullptr, GetModuleHandleW(nullptr), nullptr);
+    return owner;
 }
 
 DWORD extendedStyle(const FormDesign& design) {
@@ -87,6 +95,7 @@ void FormWindow::create() {
 
 void FormWindow::destroy() {
     closed = true;
+    dropReader();
     // A window takes the windows that it owns with it, and their forms live on.
     for (const auto& other : allFormWindows())
         if (GetWindow(other->window, GW_OWNER) == window) SetWindowLongPtrW(other->window, GWLP_HWNDPARENT, 0);
@@ -123,7 +132,7 @@ void FormWindow::activate(bool withKeyboard) {
 
 void FormWindow::applyInput() {
     const auto owner = form.owner() ? windowOfForm(*form.owner()) : nullptr;
-    const HWND ownerWindow = owner ? owner->window : nullptr;
+    const HWND ownerWindow = owner ? owner->window : form.design.notice ? unseenOwner() : nullptr;
     if (GetWindow(window, GW_OWNER) != ownerWindow)
         SetWindowLongPtrW(window, GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(ownerWindow));
     const bool wasEnabled = IsWindowEnabled(window);
@@ -213,10 +222,19 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case dpiChanged:
         densityChanged(LOWORD(wParam), *reinterpret_cast<const RECT*>(lParam));
         return 0;
+    case WM_GETOBJECT:
+        if (static_cast<LONG>(lParam) == OBJID_CLIENT) return answerReader(wParam);
+        break;
+    case readerAsks:
+        wParam == readerIsAlerted ? alertReader() : obeyReader(wParam, static_cast<LONG>(lParam));
+        return 0;
     case WM_DISPLAYCHANGE:
         screensChanged(true);
         break;
+    case WM_SYSCOLORCHANGE:
+    case WM_THEMECHANGED: coloursChanged(); break;
     case WM_SETTINGCHANGE:
+        coloursChanged();
         screensChanged(wParam == SPI_SETWORKAREA);
         break;
     case WM_COMMAND:
@@ -227,7 +245,7 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case WM_CTLCOLOREDIT:
     case WM_CTLCOLORLISTBOX: {
         const LRESULT background = DefWindowProcW(window, message, wParam, lParam);
-        SetTextColor(reinterpret_cast<HDC>(wParam), colorRef(form.design.text));
+        if (!contrast()) SetTextColor(reinterpret_cast<HDC>(wParam), colorRef(form.design.text));
         return background;
     }
     case WM_SETFOCUS:
@@ -247,6 +265,8 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case WM_CTLCOLORBTN:
         if (Native* native = nativeOf(reinterpret_cast<HWND>(lParam)); native && !native->edit) {
             SetBkMode(reinterpret_cast<HDC>(wParam), TRANSPARENT);
+            SetTextColor(reinterpret_cast<HDC>(wParam),
+                         contrast() ? GetSysColor(COLOR_WINDOWTEXT) : colorRef(form.design.text));
             return reinterpret_cast<LRESULT>(backgroundOf(*native));
         }
         break;
@@ -351,6 +371,7 @@ void formChanged(Form& form, Aspect aspect) {
 void controlChanged(Control& control, Aspect aspect) {
     const auto shown = windowOfForm(control.form);
     if (!shown) return;
+    shown->tellReaderOf(control, aspect);
     if (Native* native = shown->nativeOf(&control)) {
         shown->apply(*native, aspect);
         return;

@@ -24,13 +24,17 @@ class FormWindow;
 using MouseEvent = std::function<void(std::int16_t Button, std::int16_t Shift, double X, double Y)>;
 
 /// Messages to itself, for what must wait until a procedure of the system has returned.
-enum : UINT { placeWaits = WM_APP, densityWaits, focusMoved, choiceMade, blockedOne };
+enum : UINT { placeWaits = WM_APP, densityWaits, focusMoved, choiceMade, blockedOne, readerAsks };
+
+/// What a screen reader asks for by readerAsks, or is owed.
+enum : WPARAM { readerPresses, readerFocuses, readerIsAlerted };
 
 /// A native control.
 struct Native {
     FormWindow& on;
     Control& control;
     HWND window = nullptr;
+    HWND label = nullptr;  // never seen: what the system names a field after
     HWND edit = nullptr;   // where its text is edited: a combo's inner window, a text box itself
     bool clicked = false;  // by the person, and not yet told
     bool picked = false;   // the person moved in the list since it opened
@@ -79,6 +83,7 @@ public:
     void adoptPlace(POINT leftTop);
     void densityChanged(int now, const RECT& suggested); // the system finds the window on a screen of another density
     void densityAfterDrag();                    // what waited for the end of a drag
+    void coloursChanged();                      // of the system, or its contrast theme
     void screensChanged(bool mayHide);          // other screens, resolutions or, with `mayHide`, less room
 
     // Drawing (ToolkitPaint.cpp)
@@ -88,6 +93,13 @@ public:
     void print(HDC onto);
     HBRUSH backgroundOf(Native& native); // what lies below a native control, as the brush of its own background
     void showCues();
+
+    // Screen readers (ToolkitReader.cpp)
+    LRESULT answerReader(WPARAM flags);          // WM_GETOBJECT for the client area
+    LONG spokenId(const Control& control) const; // by which a reader knows a control, from 1; 0: it says nothing
+    Control* spokenAt(LONG id) const;
+    void tellReaderOf(const Control& control, Aspect aspect);
+    void tellFocus();
 
     // Native controls (ToolkitControls.cpp)
     void createNatives();
@@ -117,6 +129,7 @@ private:
     void redraw(const RECT& dirty);
     void resized(SIZE from, SIZE to);
 
+    void giveFocus();
     void placeNative(Native& native);
     void rescaleNatives();
     void showText(Native& native);
@@ -133,6 +146,15 @@ private:
     const Control* ringed = nullptr; // shows the focus
     Control* pressed = nullptr; // has the mouse until all buttons are up
     std::int16_t buttonsDown = 0;
+    void tellReader(DWORD event, const Control& control) const;
+    void obeyReader(WPARAM wish, LONG id);
+    void alertReader();
+    void dropReader();
+
+    IUnknown* reader = nullptr; // made when the first one asks
+    const Control* focusTold = nullptr;
+    bool alertPending = false;
+
     void applyDensity(int now);
     void applyIcons();
     void keepReachable();
@@ -151,8 +173,8 @@ LRESULT fieldProcedure(HWND field, UINT message, WPARAM wParam, LPARAM lParam);
 inline constexpr double choiceGap = 4;
 
 /// Draws an option or a check with the theme's own mark and the caption in a colour of the form's; the theme would have
-/// it black. `cues`: the focus is shown. The result is the notification's (ToolkitChoice.cpp).
-LRESULT drawChoice(const NMCUSTOMDRAW& job, const std::wstring& caption, Color color, bool cues, int dpi);
+/// it black. `cues`: the focus and the access key are shown. The result is the notification's (ToolkitChoice.cpp).
+LRESULT drawChoice(const NMCUSTOMDRAW& job, const Control& choice, const std::wstring& caption, bool cues, int dpi);
 
 /// Null if the form or window is not, or no longer, of this program's forms.
 std::shared_ptr<FormWindow> windowOfForm(const Form& form);

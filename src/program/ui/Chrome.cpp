@@ -44,6 +44,10 @@ void takeFocusOnClick(std::initializer_list<Control*> controls) {
     for (Control* control : controls) control->ClickFocus = true;
 }
 
+void giveAccessKeys(std::initializer_list<std::pair<Control*, wchar_t>> keys) {
+    for (const auto& [control, letter] : keys) control->accessKey = letter;
+}
+
 void makeReachable(std::initializer_list<Control*> controls) {
     for (Control* control : controls) control->TabStop = true;
 }

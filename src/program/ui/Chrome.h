@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "platform/Toolkit.h"
 
@@ -30,6 +31,10 @@ void showHand(std::initializer_list<Control*> controls);
 
 /// Lets a click move the focus to pictures that the Tab key passes by, so that what the focus leaves is asked first.
 void takeFocusOnClick(std::initializer_list<Control*> controls);
+
+/// Gives controls their access keys: letters of their own words, which work with Alt and are underlined once the
+/// keyboard is in use.
+void giveAccessKeys(std::initializer_list<std::pair<Control*, wchar_t>> keys);
 
 /// Lets the Tab key reach pictures and labels that act on a click, so that the mouse is never needed.
 void makeReachable(std::initializer_list<Control*> controls);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cmath>
+
 #include "platform/Toolkit.h"
 
 /// The look of the windows: a harbour at dusk above, warm paper below, one lamp.
@@ -27,6 +29,48 @@ inline constexpr TextStyle quietButton{.color = ink, .align = Align::centre, .mi
 inline constexpr TextStyle tab{.color = ink, .points = 10.5, .semibold = true, .middle = true};
 
 } // namespace look
+
+/// Art behind words.
+struct Backdrop : PictureBox {
+    Backdrop(Parent parent, Place place, ::Picture picture)
+        : PictureBox(parent, place, std::move(picture), {}, {}, Role::backdrop) {}
+};
+
+/// Pictures and labels that do something on a click.
+struct Button : PictureBox {
+    Button(Parent parent, Place place, ::Picture picture, std::wstring caption, TextStyle lettering)
+        : PictureBox(parent, place, std::move(picture), std::move(caption), lettering, Role::button) {}
+};
+struct CloseMark : PictureBox {
+    CloseMark(Parent parent, Place place) : PictureBox(parent, place, "close", {}, {}, Role::closeMark) {
+        name = L"Close";
+    }
+};
+struct LinkPicture : PictureBox {
+    LinkPicture(Parent parent, Place place, ::Picture picture, std::wstring called)
+        : PictureBox(parent, place, std::move(picture), {}, {}, Role::link) {
+        name = std::move(called);
+    }
+};
+struct Link : Label {
+    Link(Parent parent, Place place, std::wstring caption, TextStyle lettering = look::link)
+        : Label(parent, place, std::move(caption), lettering, Role::link) {}
+};
+
+/// One of the tabs; its tag is "A" for the active one and "U" for the others.
+struct SourceTab : PictureBox {
+    SourceTab(Parent parent, Place place, ::Picture picture, std::wstring caption)
+        : PictureBox(parent, place, std::move(picture), std::move(caption), look::tab, Role::tab) {}
+    bool isSelected() const override { return Tag == L"A"; }
+};
+
+/// A bar that has come as far as it is wide, of the whole width of its design.
+struct ProgressBar : PictureBox {
+    ProgressBar(Parent parent, Place place, ::Picture picture)
+        : PictureBox(parent, place, std::move(picture), {}, {}, Role::progress), whole(place.width) {}
+    std::wstring spokenValue() const override { return std::to_wstring(std::lround(Width / whole * 100)) + L"%"; }
+    const double whole;
+};
 
 /// A white panel with rounded corners, and the tip box on it.
 struct Sheet : Frame {

@@ -28,6 +28,8 @@ FrmLogin::FrmLogin()
     showHand({&picLoginSubmit, &picNewAccount, &picCloseX});
     makeReachable({&picLoginSubmit, &picNewAccount});
     takeFocusOnClick({&picCloseX});
+    giveAccessKeys({{&lblLabels[0], L'U'}, {&lblLabels[1], L'P'}, {&picLoginSubmit, L'L'}});
+    escapePresses = &picCloseX;
     cmdLogin.Click = [this] { cmdLogin_Click(); };
     picLoginSubmit.Click = [this] { cmdLogin_Click(); };
     picNewAccount.Click = [this] { picNewAccount_Click(); };

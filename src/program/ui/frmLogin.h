@@ -6,8 +6,8 @@
 
 /// The login window, and what follows from a login: LoginSuccess brings up the running state.
 struct FrmLogin : Form {
-    PictureBox imgLoginBg{*this, {0, 40, 440, 280}, "login-bg"};
-    PictureBox picHeaderBg{*this, {0, 0, 440, 40}, "header-440"};
+    Backdrop imgLoginBg{*this, {0, 40, 440, 280}, "login-bg"};
+    Backdrop picHeaderBg{*this, {0, 0, 440, 40}, "header-440"};
     PictureBox imgMark{*this, {10, 8, 24, 24}, "mark"};
     Label lblHeaderTitle{*this, {42, 8, 350, 24}, L"Quillory Account Login", look::title};
 
@@ -21,12 +21,12 @@ struct FrmLogin : Form {
     }};
     TextBox txtUserName{*this, {20, 150, 212, 24}};
     TextBox txtPassword{*this, {20, 204, 212, 24}, {}, L'*'};
-    PictureBox picLoginSubmit{*this, {20, 250, 150, 36}, "button-lamp", L"Login", look::lampButton};
+    Button picLoginSubmit{*this, {20, 250, 150, 36}, "button-lamp", L"Login", look::lampButton};
 
     PictureBox imgVerticalLine{*this, {244, 70, 1, 200}, "vertical-line"};
-    PictureBox picNewAccount{*this, {256, 62, 170, 150}, "link-new-account"};
+    LinkPicture picNewAccount{*this, {256, 62, 170, 150}, "link-new-account", L"Register"};
     Label lblLoginInstructionsTwo{*this, {256, 226, 170, 50}, L"Register in seconds! It's quick and easy! ", look::centred};
-    PictureBox picCloseX{*this, {410, 10, 20, 20}, "close"};
+    CloseMark picCloseX{*this, {410, 10, 20, 20}};
 
     // Never seen: the button behind the Return key.
     CommandButton cmdLogin{*this, {-400, 0, 80, 25}, L"Login", true};

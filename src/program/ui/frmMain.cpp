@@ -35,6 +35,17 @@ FrmMain::FrmMain()
     showHand({&picCloseX, &lblUploadedWhere, &lblFavoriteWhere, &picMainTopLogo, &picSave, &picExit, &picOptions});
     makeReachable({&lblUploadedWhere, &lblFavoriteWhere, &picSave, &picExit, &picOptions});
     takeFocusOnClick({&picCloseX, &picMainTopLogo});
+    giveAccessKeys({{&picSourceTabs[0], L'M'},
+                    {&picSourceTabs[1], L'T'},
+                    {&picSourceTabs[2], L'C'},
+                    {&optMemberFavorites, L'F'},
+                    {&optMemberUploads, L'U'},
+                    {&lblEnterTag, L'N'},
+                    {&lblGallery, L'G'},
+                    {&lblCategory, L'A'},
+                    {&picOptions, L'O'},
+                    {&picExit, L'X'},
+                    {&picSave, L'S'}});
 
     tmrMain.Timer = [this] { tmrMain_Timer(); };
     picSave.Click = [this] { picSave_Click(); };

@@ -8,19 +8,19 @@
 /// The main window: where wallpapers come from. Its controls are the live copy of the source selection, which a
 /// rotation reads in place. It also holds the program's one clock, and is where the program starts and ends.
 struct FrmMain : Form {
-    PictureBox imgMainBg{*this, {0, 112, 640, 408}, "main-bg"};
-    PictureBox picHeaderBg{*this, {0, 0, 640, 40}, "header-640"};
+    Backdrop imgMainBg{*this, {0, 112, 640, 408}, "main-bg"};
+    Backdrop picHeaderBg{*this, {0, 0, 640, 40}, "header-640"};
     PictureBox imgMark{*this, {10, 8, 24, 24}, "mark"};
     Label lblHeaderTitle{*this, {42, 8, 550, 24}, L"Quillory Wallpaper Manager", look::title};
-    PictureBox picMainTopLogo{*this, {0, 40, 640, 72}, "logo"};
+    LinkPicture picMainTopLogo{*this, {0, 40, 640, 72}, "logo", L"Velvet Harbor"};
 
     Label lblChoose{*this, {20, 122, 600, 20}, L"What source should Quillory use for its wallpaper content?", look::heading};
 
     // The pictures that are shown, and each tab's picture in the other state.
-    std::array<PictureBox, 3> picSourceTabs{{
-        {*this, {20, 148, 196, 56}, "tab-member", L"Member", look::tab},
-        {*this, {222, 148, 196, 56}, "tab-tag", L"Tag", look::tab},
-        {*this, {424, 148, 196, 56}, "tab-category", L"Category", look::tab},
+    std::array<SourceTab, 3> picSourceTabs{{
+        {*this, {20, 148, 196, 56}, "tab-member", L"Member"},
+        {*this, {222, 148, 196, 56}, "tab-tag", L"Tag"},
+        {*this, {424, 148, 196, 56}, "tab-category", L"Category"},
     }};
     std::array<PictureBox, 3> picSourceTabsAlt{{
         {*this, {20, 148, 196, 56}, "tab-member-active"},
@@ -39,10 +39,10 @@ struct FrmMain : Form {
         L"Quillory can rotate between your favorite wallpapers or your uploaded wallpapers on VelvetHarbor.  Which would "
         L"you like to use?",
         look::body};
-    OptionButton optMemberFavorites{frmSourceTabs[0], {16, 58, 180, 20}, L"Favorite Wallpapers", true};
-    Label lblFavoriteWhere{frmSourceTabs[0], {204, 58, 364, 20}, std::wstring(MemberSiteUrl) + L"YOU/favorites/", look::link};
-    OptionButton optMemberUploads{frmSourceTabs[0], {16, 86, 180, 20}, L"Uploaded Wallpapers"};
-    Label lblUploadedWhere{frmSourceTabs[0], {204, 86, 364, 20}, std::wstring(MemberSiteUrl) + L"YOU/favorites/", look::link};
+    OptionButton optMemberFavorites{frmSourceTabs[0], {16, 64, 180, 20}, L"Favorite Wallpapers", true};
+    Link lblFavoriteWhere{frmSourceTabs[0], {204, 64, 364, 20}, std::wstring(MemberSiteUrl) + L"YOU/favorites/"};
+    OptionButton optMemberUploads{frmSourceTabs[0], {16, 98, 180, 20}, L"Uploaded Wallpapers"};
+    Link lblUploadedWhere{frmSourceTabs[0], {204, 98, 364, 20}, std::wstring(MemberSiteUrl) + L"YOU/favorites/"};
     TipBox imgMemberBg{frmSourceTabs[0], {16, 148, 568, 84}};
     PictureBox imgMemberTabQuickTip{imgMemberBg, {12, 30, 24, 24}, "tip"};
     Label lblMemberTabQuickTip{imgMemberBg, {48, 8, 508, 68},
@@ -86,10 +86,10 @@ struct FrmMain : Form {
         L"between all wallpapers within that gallery.",
         look::tip};
 
-    PictureBox picOptions{*this, {20, 468, 100, 36}, "button-quiet", L"Options", look::quietButton};
-    PictureBox picExit{*this, {128, 468, 100, 36}, "button-quiet", L"Exit", look::quietButton};
-    PictureBox picSave{*this, {430, 468, 190, 36}, "button-lamp-wide", L"Save and Minimize", look::lampButton};
-    PictureBox picCloseX{*this, {610, 10, 20, 20}, "close"};
+    Button picOptions{*this, {20, 468, 100, 36}, "button-quiet", L"Options", look::quietButton};
+    Button picExit{*this, {128, 468, 100, 36}, "button-quiet", L"Exit", look::quietButton};
+    Button picSave{*this, {430, 468, 190, 36}, "button-lamp-wide", L"Save and Minimize", look::lampButton};
+    CloseMark picCloseX{*this, {610, 10, 20, 20}};
 
     // Never seen: a picture on its way from one place to another, and the button behind the Return key.
     PictureBox picBuff{*this, {0, 0, 0, 0}};

@@ -22,6 +22,16 @@ FrmOptions::FrmOptions()
     showHand({&picCancel, &picSave, &picCloseX, &lblLogout});
     makeReachable({&lblLogout, &picSave, &picCancel});
     takeFocusOnClick({&picCloseX});
+    giveAccessKeys({{&lblRotationText, L'H'},
+                    {&chkFreeze, L'F'},
+                    {&optRandomize, L'R'},
+                    {&optSequential, L'Q'},
+                    {&lblQualityText, L'M'},
+                    {&chkAutoUpdate, L'A'},
+                    {&lblLogout, L'L'},
+                    {&picSave, L'S'},
+                    {&picCancel, L'C'}});
+    escapePresses = &picCancel;
     picSave.Click = [this] { picSave_Click(); };
     picCancel.Click = [this] { picCancel_Click(); };
     picCloseX.Click = [this] { picCancel_Click(); };

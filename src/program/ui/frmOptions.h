@@ -7,8 +7,8 @@
 /// The options window. It stays loaded for the whole run: its controls are the live copy of the user's options, and the
 /// rest of the program asks them and not the settings.
 struct FrmOptions : Form {
-    PictureBox imgOptionsBg{*this, {0, 40, 560, 520}, "options-bg"};
-    PictureBox picHeaderBg{*this, {0, 0, 560, 40}, "header-560"};
+    Backdrop imgOptionsBg{*this, {0, 40, 560, 520}, "options-bg"};
+    Backdrop picHeaderBg{*this, {0, 0, 560, 40}, "header-560"};
     PictureBox imgMark{*this, {10, 8, 24, 24}, "mark"};
     Label lblHeaderTitle{*this, {42, 8, 470, 24}, L"Quillory Options", look::title};
 
@@ -40,11 +40,11 @@ struct FrmOptions : Form {
 
     Label lblLoggedInAs{*this, {36, 446, 90, 20}, L"Logged in as:", look::caption};
     Label lblLoggedIn{*this, {130, 446, 300, 20}, L"[Not Logged In]", look::caption};
-    Label lblLogout{*this, {464, 446, 60, 20}, L"Logout", look::linkRight};
+    Link lblLogout{*this, {464, 446, 60, 20}, L"Logout", look::linkRight};
 
-    PictureBox picSave{*this, {282, 504, 150, 36}, "button-lamp", L"Save", look::lampButton};
-    PictureBox picCancel{*this, {440, 504, 100, 36}, "button-quiet", L"Cancel", look::quietButton};
-    PictureBox picCloseX{*this, {530, 10, 20, 20}, "close"};
+    Button picSave{*this, {282, 504, 150, 36}, "button-lamp", L"Save", look::lampButton};
+    Button picCancel{*this, {440, 504, 100, 36}, "button-quiet", L"Cancel", look::quietButton};
+    CloseMark picCloseX{*this, {530, 10, 20, 20}};
 
     FrmOptions();
     void Form_Unload(std::int16_t& Cancel);

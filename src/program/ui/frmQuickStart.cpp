@@ -17,6 +17,8 @@ FrmQuickStart::FrmQuickStart()
     showHand({&picClose, &picCloseX});
     makeReachable({&picClose});
     takeFocusOnClick({&picCloseX});
+    giveAccessKeys({{&chkDontShowAgain, L'D'}, {&picClose, L'C'}});
+    escapePresses = &picClose;
     Activate = [this] { Form_Activate(); };
     picClose.Click = [this] { picClose_Click(); };
     picCloseX.Click = [this] { picClose_Click(); };

@@ -6,7 +6,7 @@
 
 /// The quick start guide, modal, which opens after each login until the user ticks it away.
 struct FrmQuickStart : Form {
-    PictureBox picHeaderBg{*this, {0, 0, 560, 40}, "header-560"};
+    Backdrop picHeaderBg{*this, {0, 0, 560, 40}, "header-560"};
     PictureBox imgMark{*this, {10, 8, 24, 24}, "mark"};
     Label lblHeaderTitle{*this, {42, 8, 470, 24}, L"Quillory Wallpaper Manager", look::title};
 
@@ -38,8 +38,8 @@ struct FrmQuickStart : Form {
     }};
 
     CheckBox chkDontShowAgain{*this, {24, 452, 300, 20}, L"Don't show this again"};
-    PictureBox picClose{*this, {390, 444, 150, 36}, "button-lamp", L"Close", look::lampButton};
-    PictureBox picCloseX{*this, {530, 10, 20, 20}, "close"};
+    Button picClose{*this, {390, 444, 150, 36}, "button-lamp", L"Close", look::lampButton};
+    CloseMark picCloseX{*this, {530, 10, 20, 20}};
 
     FrmQuickStart();
     void Form_Activate();

@@ -7,11 +7,11 @@
 /// A notice that rises out of the taskbar, stays a moment and sinks back, without ever taking the focus. Any touch loads
 /// it, and loading it starts it. A caller that wants its own heading sets lblTitle before it calls startSlide.
 struct FrmSlideMessage : Form {
-    PictureBox imgWatermarkBg{*this, {0, 40, 417, 81}, "watermark"};
-    PictureBox imgHeaderBg{*this, {0, 0, 417, 40}, "header-417"};
+    Backdrop imgWatermarkBg{*this, {0, 40, 417, 81}, "watermark"};
+    Backdrop imgHeaderBg{*this, {0, 0, 417, 40}, "header-417"};
     PictureBox imgMark{*this, {10, 8, 24, 24}, "mark"};
     Label lblTitle{*this, {42, 8, 336, 24}, L"Quillory Wallpaper Manager", look::title};
-    PictureBox picCloseX{*this, {387, 10, 20, 20}, "close"};
+    CloseMark picCloseX{*this, {387, 10, 20, 20}};
     Label lblStatusMsg{*this, {12, 41, 393, 82}, L"Loading...", look::caption};
 
     TimerControl tmrSlide{*this, 2, true};
