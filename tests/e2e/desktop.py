@@ -147,7 +147,8 @@ def probe_program():
         fresh = exe.with_suffix(f".{os.getpid()}")
         subprocess.run(
             ["i686-w64-mingw32-g++-posix", "-std=c++20", "-O1", "-DUNICODE", "-D_UNICODE", "-municode", "-static",
-             "-Wall", "-Wextra", "-o", fresh, PROBE / "probe.cpp", "-lgdi32", "-lshell32", "-loleacc", "-lole32", "-loleaut32", "-luuid"],
+             "-Wall", "-Wextra", "-o", fresh, PROBE / "probe.cpp", "-lgdi32", "-lshell32",
+             "-loleacc", "-lole32", "-loleaut32", "-luuid"],
             check=True,
         )  # fmt: skip
         fresh.replace(exe)

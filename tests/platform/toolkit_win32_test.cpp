@@ -1,91 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <windows.h>
-
-#include "platform/Desktop.h"
-#include "platform/Input.h"
-#include "platform/Toolkit.h"
-#include "platform/win32/Handles.h"
+#include "platform/Win32Toolkit.h"
 
 using testing::ElementsAre;
 
 namespace {
-
-FormDesign designOf(const wchar_t* name) {
-    return {.name = name, .caption = name, .width = 300, .height = 200, .startUp = StartUp::manual};
-}
-
-const std::wstring tooTall = L"one two three four five six seven eight nine ten eleven twelve thirteen";
-
-struct Window : Form {
-    TextBox text{*this, {10, 10, 100, 24}, L"tag"};
-    ComboBox combo{*this, {10, 40, 100, 24}, {L"Hours", L"Days"}, L"Hours"};
-    CheckBox check{*this, {10, 70, 100, 20}, L"Check"};
-    PictureBox picture{*this, {10, 100, 50, 50}};
-    Label fromTop{*this, {150, 10, 60, 40}, tooTall, {}};
-    Label fromMiddle{*this, {220, 10, 60, 40}, tooTall, {.middle = true}};
-
-    Window() : Form(designOf(L"toolkitTest")) {}
-};
-
-/// Plays the person, by the messages that the system sends for one.
-class Win32Toolkit : public testing::Test {
-protected:
-    void SetUp() override {
-        form->Show();
-        platform::pumpMessages();
-    }
-    void TearDown() override { form.discard(); }
-
-    static HWND windowOf(const Form& of) { return platform::win32::toHwnd(of.hWnd()); }
-    HWND window() { return windowOf(*form); }
-
-    /// The native control whose middle is that of the control.
-    HWND native(const Control& control) {
-        const double scale = platform::screenDpi() / 96.0;
-        const POINT middle{static_cast<LONG>((control.Left + control.Width / 2) * scale),
-                           static_cast<LONG>((control.Top + control.Height / 2) * scale)};
-        const HWND child = ChildWindowFromPoint(window(), middle);
-        return child == window() ? nullptr : child;
-    }
-    HWND comboEdit() {
-        COMBOBOXINFO info{};
-        info.cbSize = sizeof info;
-        GetComboBoxInfo(native(form->combo), &info);
-        return info.hwndItem;
-    }
-
-    static void type(WORD key) {
-        const LPARAM scan = static_cast<LPARAM>(MapVirtualKeyW(key, MAPVK_VK_TO_VSC)) << 16;
-        PostMessageW(GetFocus(), WM_KEYDOWN, key, scan | 1);
-        platform::pumpMessages();
-        PostMessageW(GetFocus(), WM_KEYUP, key, scan | 0xC0000001);
-        platform::pumpMessages();
-    }
-    static void click(HWND at) {
-        SendMessageW(at, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
-        platform::pumpMessages();
-        SendMessageW(at, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
-        platform::pumpMessages();
-    }
-    RECT rect() {
-        platform::pumpMessages();
-        RECT now;
-        GetWindowRect(window(), &now);
-        return now;
-    }
-
-    AutoForm<Window> form;
-    std::vector<std::string> events;
-};
 
 TEST_F(Win32Toolkit, AFieldAndItsControlTellEachOther) {
     SendMessageW(native(form->text), EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(L"my "));
@@ -257,42 +174,6 @@ TEST_F(Win32Toolkit, EdgesAtTheSameSumOfTwipsAreTheSamePixel) {
     EXPECT_EQ(rect().bottom, rect().top);
 }
 
-TEST_F(Win32Toolkit, AWindowFollowsItsScreensDensityAndComesBackOntoTheScreen) {
-    constexpr UINT dpiChanged = 0x02E0;
-    form->text.Text = L"kept";
-    const int first = platform::screenDpi();
-    for (const int dpi : {240, 144, first}) {
-        const RECT suggested{30, 40, 0, 0};
-        SendMessageW(window(), dpiChanged, MAKEWPARAM(dpi, dpi), reinterpret_cast<LPARAM>(&suggested));
-        const RECT now = rect();
-        EXPECT_THAT((std::array{now.left, now.top, now.right - now.left, now.bottom - now.top}),
-                    ElementsAre(30, 40, 300 * dpi / 96, 200 * dpi / 96));
-        EXPECT_DOUBLE_EQ(form->Left / screen::TwipsPerPixelX(), 30);
-        EXPECT_DOUBLE_EQ(form->Width, 4500) << "twips of the design";
-        const POINT inCombo{60 * dpi / 96, 52 * dpi / 96};
-        RECT combo;
-        const HWND field = ChildWindowFromPoint(window(), inCombo);
-        GetClientRect(field, &combo);
-        EXPECT_NEAR(combo.right, 100 * dpi / 96, 1);
-        EXPECT_NEAR(combo.bottom, 24 * dpi / 96, 1);
-        LOGFONTW letters;
-        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(field, WM_GETFONT, 0, 0)), sizeof letters, &letters);
-        EXPECT_EQ(letters.lfHeight, -std::lround(9.0 * dpi / 72));
-    }
-    EXPECT_EQ(form->text.Text(), L"kept");
-
-    // The screen has lost the part on which the window stood.
-    const auto size = platform::desktopSize();
-    form->Left = (size.width - 20) * screen::TwipsPerPixelX();
-    form->Top = (size.height + 500) * screen::TwipsPerPixelY();
-    rect();
-    SendMessageW(window(), WM_DISPLAYCHANGE, 32, MAKELPARAM(size.width, size.height));
-    const RECT now = rect();
-    EXPECT_EQ(now.right, size.width);
-    EXPECT_LE(now.bottom, size.height);
-    EXPECT_EQ(now.bottom - now.top, 200 * first / 96);
-}
-
 TEST_F(Win32Toolkit, AModalWindowBlocksItsOwnerUntilItGoes) {
     AutoForm<Window> modal;
     modal->picture.Click = [&] { modal->Hide(); };
@@ -402,74 +283,6 @@ TEST_F(Win32Toolkit, TheShellsMessageAboutTheTrayIconIsAMouseMove) {
     PostMessageW(window(), WM_MOUSEMOVE, 1, WM_RBUTTONUP);
     platform::pumpMessages();
     EXPECT_DOUBLE_EQ(seen / screen::TwipsPerPixelX(), WM_RBUTTONUP);
-}
-
-struct Notice : Form {
-    Label words{*this, {0, 0, 100, 50}, {}};
-
-    Notice()
-        : Form({.name = L"toolkitNotice",
-                .caption = {},
-                .width = 100,
-                .height = 50,
-                .startUp = StartUp::manual,
-                .notice = true}) {}
-};
-
-TEST_F(Win32Toolkit, DarkColoursOfTheSystemAreFollowedThereAndBack) {
-    const HDC dc = CreateCompatibleDC(nullptr);
-    const HDC screen = GetDC(nullptr);
-    SelectObject(dc, CreateCompatibleBitmap(screen, 300, 200));
-    ReleaseDC(nullptr, screen);
-    const auto edgeAndInside = [&] {
-        platform::pumpMessages();
-        SendMessageW(window(), WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), 0);
-        return std::array{GetPixel(dc, 0, 0), GetPixel(dc, 5, 5)};
-    };
-    const auto asDesigned = edgeAndInside();
-    const int parts[] = {COLOR_WINDOW, COLOR_WINDOWTEXT};
-    const COLORREF before[] = {GetSysColor(COLOR_WINDOW), GetSysColor(COLOR_WINDOWTEXT)};
-    const COLORREF dark[] = {RGB(0, 0, 80), RGB(255, 255, 0)};
-    SetSysColors(2, parts, dark);
-    EXPECT_THAT(edgeAndInside(), ElementsAre(dark[1], dark[0]));
-    SetSysColors(2, parts, before);
-    EXPECT_EQ(edgeAndInside(), asDesigned);
-    DeleteDC(dc);
-}
-
-std::vector<DWORD> told; // to a screen reader
-
-void CALLBACK hear(HWINEVENTHOOK, DWORD event, HWND, LONG object, LONG, DWORD, DWORD) {
-    if (object == OBJID_CLIENT) told.push_back(event);
-}
-
-TEST_F(Win32Toolkit, AReaderIsToldOfFocusProgressNamesAndNotices) {
-    told.clear();
-    const HWINEVENTHOOK hook =
-        SetWinEventHook(EVENT_MIN, EVENT_MAX, nullptr, hear, GetCurrentProcessId(), 0, WINEVENT_OUTOFCONTEXT);
-    const auto heard = [] {
-        platform::pumpMessages();
-        return std::exchange(told, {});
-    };
-    form->picture.role = Role::button;
-    form->picture.TabStop = true;
-    heard();
-    Input::moveFocus(*form, &form->picture);
-    EXPECT_THAT(heard(), testing::Contains(DWORD{EVENT_OBJECT_FOCUS}));
-    form->picture.role = Role::progress;
-    form->picture.Width = 20;
-    EXPECT_THAT(heard(), testing::Contains(DWORD{EVENT_OBJECT_VALUECHANGE}));
-    AutoForm<Notice> notice;
-    notice.Load();
-    platform::setWindowPos(notice->hWnd(), -1, SWP_SHOWWINDOW | SWP_NOACTIVATE | SWP_NOMOVE | SWP_NOSIZE);
-    heard();
-    notice->words.Caption = L"first";
-    notice->words.Caption = L"second";
-    const auto events = heard();
-    EXPECT_EQ(std::ranges::count(events, DWORD{EVENT_OBJECT_NAMECHANGE}), 2);
-    EXPECT_EQ(std::ranges::count(events, DWORD{EVENT_SYSTEM_ALERT}), 1);
-    UnhookWinEvent(hook);
-    notice.discard();
 }
 
 TEST_F(Win32Toolkit, ANoticeShownByItsHandleIsSeenAtItsPlaceAloneAndLeavesTheActivation) {
