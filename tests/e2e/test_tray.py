@@ -15,6 +15,11 @@ def open_menu(stage):
     return menu
 
 
+def is_in_front(person, window):
+    left, top, width, height = window.place
+    return person.front_window(left + width // 2, top + height // 2).handle == window.handle
+
+
 def menu_is_gone(stage):
     until(lambda: not stage.person.find_menu(), "the menu's end")
 
@@ -23,10 +28,16 @@ def test_the_access_keys_of_the_menu(stage):
     person = stage.person
     stage.remember_login(HideQuickStart="0")
     stage.start()
-    person.window("frmQuickStart")  # behind which the rest of the login waits
+    guide = person.window("frmQuickStart")  # behind which the rest of the login waits
     open_menu(stage)
     person.press("x")
+    question = person.box()
+    open_menu(stage)
+    person.press("x")
+    menu_is_gone(stage)
+    assert is_in_front(person, question.window)
     person.answer(person.box(), "No")
+    assert not person.find_box()  # it was not asked twice
 
     open_menu(stage)
     person.press("Escape")
@@ -41,8 +52,14 @@ def test_the_access_keys_of_the_menu(stage):
 
     open_menu(stage)
     person.press("p")
-    person.window("frmMain")
+    main = person.window("frmMain")
     until(lambda: not stage.screen.tray_icon(), "the icon away")
+    until(lambda: is_in_front(person, guide), "the guide in front of what it blocks")
+    left, top, _, _ = main.place
+    person.mouse(left + 5, top + 5)
+    assert is_in_front(person, guide) and not person.window("frmMain").enabled
+    person.click("frmQuickStart", "picClose")
+    until(lambda: person.window("frmMain").enabled, "the main window for use")
 
 
 def test_the_menu_of_a_busy_program(stage):
@@ -52,6 +69,10 @@ def test_the_menu_of_a_busy_program(stage):
     at_rest = until(lambda: any(size := person.find_menu().place[2:]) and size, "the menu in its size")
     stage.person.mouse(10, 10)
     menu_is_gone(stage)
+    open_menu(stage)
+    person.press("Escape")
+    menu_is_gone(stage)
+    person.press("alt+F4")  # to the unseen window of the icon, which stays
 
     stage.service.fault("image", slow=SLOW)
     stage.force()

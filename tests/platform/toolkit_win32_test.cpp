@@ -124,6 +124,9 @@ TEST_F(Win32Toolkit, KeysCannotChangeALockedComboButChooseFromItsList) {
     for (const WORD key : {WORD{VK_F4}, WORD{VK_DOWN}, WORD{VK_RETURN}}) type(key);
     EXPECT_EQ(form->combo.Text(), L"Days");
     EXPECT_THAT(events, ElementsAre("Days"));
+    for (const WORD key : {WORD{VK_F4}, WORD{VK_UP}, WORD{VK_TAB}}) type(key);
+    EXPECT_EQ(form->combo.Text(), L"Hours") << "Tab takes along what is chosen in the list";
+    EXPECT_THAT(events, ElementsAre("Days", "other"));
 }
 
 TEST_F(Win32Toolkit, AControlThatRefusesToLetGoKeepsTheFocus) {

@@ -21,7 +21,7 @@ void endMenu() {
 
 MenuEntry* trackMenu(Form& form, const std::vector<MenuEntry*>& entries, const MenuEntry* defaultEntry) {
     const auto shown = win32::windowOfForm(form);
-    if (!shown) return nullptr;
+    if (!shown || menuOwner) return nullptr; // the system has one menu at a time, and keeps the first
     const HMENU menu = CreatePopupMenu();
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const MenuEntry& entry = *entries[i];
@@ -37,7 +37,6 @@ MenuEntry* trackMenu(Form& form, const std::vector<MenuEntry*>& entries, const M
     GetCursorPos(&at);
     const UINT side = GetSystemMetrics(SM_MENUDROPALIGNMENT) ? TPM_RIGHTALIGN : TPM_LEFTALIGN;
     const HWND window = shown->window;
-    endMenu();
     const HWND owner = CreateWindowExW(WS_EX_TOOLWINDOW, L"STATIC", nullptr, WS_POPUP, 0, 0, 0, 0, window, nullptr,
                                        GetModuleHandleW(nullptr), nullptr);
     menuOwner = owner;
