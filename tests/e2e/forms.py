@@ -8,7 +8,7 @@ import re
 
 from desktop import ROOT
 
-UI = ROOT / "src" / "ui"
+UI = ROOT / "src" / "program" / "ui"
 PLACE = r"(\*this|[\w\[\]]+),\s*\{([-\d., ]+)\}"
 CONTROL = re.compile(r"^\s*\w+ (\w+)\{" + PLACE)
 ELEMENT = re.compile(r"^\s*\{" + PLACE)
