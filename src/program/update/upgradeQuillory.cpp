@@ -77,7 +77,6 @@ void upgradeQuillory(const std::wstring& link) {
                     L"You have disabled automatic updates, so your permission is required to update Quillory." + crLf +
                     crLf + L"Proceed with update now?  Clicking 'No' will exit the program.",
                 box::yesNo | box::question, L"Proceed with Update?");
-            if (answer == box::notAsked) return; // a rotation meanwhile has brought the same answer
             if (answer != box::resultYes) {
                 frmMain->exitQuillory(true);
                 return;
@@ -94,11 +93,10 @@ void upgradeQuillory(const std::wstring& link) {
             return;
         }
         if (api.apiForced && !isRetry) {
-            const auto answer = platform::messageBox(
+            platform::messageBox(
                 L"A new update to Quillory has been released since you last rotated your wallpaper.  Hang on "
                 L"one second and we'll handle the upgrade for you.",
                 box::information, L"Auto-Update Starting");
-            if (answer == box::notAsked) return;
             showProgress = true;
         }
         if (!dirExists(tempFolder)) platform::makeDirectory(tempFolder);
