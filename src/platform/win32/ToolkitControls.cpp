@@ -341,6 +341,12 @@ void FormWindow::settleChoice(Native& native) {
         adoptText(native); // an opening list completes what was typed
 }
 
+void FormWindow::acceptList(Native& native) {
+    SendMessageW(native.window, CB_SHOWDROPDOWN, FALSE, 0);
+    native.dismissed = false; // which is how the system sees it
+    settleChoice(native);
+}
+
 void FormWindow::endList(Native& native) {
     if (!isDropped(native)) return;
     const Assigning now(assigning);

@@ -158,10 +158,10 @@ bool filterKeys(void* raw) {
     const auto shown = formWindowAt(GetAncestor(message.hwnd, GA_ROOT));
     if (!shown || shown->closed || !shown->form.takesInput()) return false;
     const auto alive = shown->form.weak_from_this().lock();
-    if (const Native* native = shown->nativeOf(message.hwnd); native && isDropped(*native)) {
+    if (Native* native = shown->nativeOf(message.hwnd); native && isDropped(*native)) {
         // An open list has its own keys; Tab takes what is chosen in it along.
         if (message.wParam != VK_TAB) return false;
-        SendMessageW(native->window, CB_SHOWDROPDOWN, FALSE, 0);
+        guarded([&] { shown->acceptList(*native); });
     }
     if (isAlt) shown->showCues();
     if (isAlt) return false;

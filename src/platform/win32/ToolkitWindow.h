@@ -107,6 +107,7 @@ public:
     Native* nativeOf(HWND window) const; // also by its inner window
     void apply(Native& native, Aspect aspect);
     void applyShownNatives();
+    void acceptList(Native& native); // closes an open list, with what is chosen in it
     void endLists();      // closes open lists, with what was chosen before
     void applyFocus();    // gives the system's focus to the form's active control
     void followFocus();   // the person moved the system's focus
