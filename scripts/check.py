@@ -1,9 +1,10 @@
 """Builds and runs the tests, and adds up what they say.
 
-usage: ./test [native|wine|e2e|long]
+usage: ./test [native|lint|wine|e2e|long]
 
 Without a word: everything but what takes its time.
   native   the suite on the headless desktop, with sanitizers, and the tests of the stand-in site
+  lint     clang-tidy, cppcheck, shellcheck and ruff; minutes the first time, then only what has changed
   wine     the same suite, built for Windows, under Wine
   e2e      the shipped program on a Wine desktop, the tour, the release's files, and downloads from other servers
   long     everything, and what takes its time
@@ -11,7 +12,6 @@ Without a word: everything but what takes its time.
 
 import os
 import pathlib
-import re
 import shutil
 import signal
 import subprocess
@@ -86,6 +86,10 @@ def native(part):
         part.run(*tests, minutes=15, GTEST_OUTPUT=f"xml:{part.reports}/")
 
 
+def lint(part):
+    part.run("scripts/lint.py", "--report", part.reports / "lint.xml", minutes=20)
+
+
 def harbor(part):
     part.run(*PYTEST, "tests/harbor", f"--junitxml={part.reports}/harbor.xml", minutes=5)
 
@@ -122,7 +126,8 @@ def tour(part):
 
 
 GROUPS = {
-    "build": [native, wine, peers, release, e2e, tour, long],
+    "lint": [lint],
+    "build": [native, lint, wine, peers, release, e2e, tour, long],
     "site": [harbor, e2e, tour, long],
     "test": [harbor, peers, release, e2e, long],
     "release": [release, e2e, long],
@@ -132,6 +137,7 @@ WINE_PARTS = [wine, peers, release, e2e, tour, long]
 CHOICES = {
     "": [native, harbor, wine, peers, release, e2e, tour],
     "native": [native, harbor],
+    "lint": [lint],
     "wine": [wine],
     "e2e": [peers, release, e2e, tour],
     "long": [native, harbor, wine, peers, release, e2e, tour, long],

@@ -21,7 +21,7 @@ void reportError(const std::wstring& where, const RunTimeError& error) {
 void reportEscapedErrors() {
     platform::setEscapeHandler([](std::exception_ptr escaped) {
         try {
-            std::rethrow_exception(escaped);
+            std::rethrow_exception(std::move(escaped));
         } catch (const RunTimeError& error) {
             reportError(error.Source.empty() ? L"Event handler" : error.Source, error);
         } catch (const std::bad_alloc&) {

@@ -88,7 +88,7 @@ public:
     void Connect(std::optional<std::wstring> host = {}, std::optional<Value> port = {});
 
     /// Binds to a local port and address, by default to LocalPort and the machine's first address.
-    void Bind(std::optional<Value> port = {}, std::optional<std::wstring> address = {});
+    void Bind(const std::optional<Value>& port = {}, const std::optional<std::wstring>& address = {});
     void Listen();
 
     /// Takes over the socket that ConnectionRequest told of.

@@ -103,7 +103,7 @@ void CSocketMaster::ConnectToIP(std::uint32_t address, std::int32_t code) {
     }
 }
 
-void CSocketMaster::Bind(std::optional<Value> port, std::optional<std::wstring> address) {
+void CSocketMaster::Bind(const std::optional<Value>& port, const std::optional<std::wstring>& address) {
     const auto alive = shared_from_this();
     if (state != StateClosed) raiseSocketError(socketErrors::invalidState, L"CSocketMaster.Bind");
     if (BindInternal(port, address)) state = StateOpen;

@@ -112,7 +112,7 @@ CommandButton::CommandButton(Parent parent, Place place, std::wstring caption, b
 
 TimerControl::TimerControl(Form& onForm, std::uint32_t milliseconds, bool enabled)
     : Interval(milliseconds), Enabled(*this, Aspect::enabled, enabled), form(onForm) {
-    changed(Aspect::enabled);
+    TimerControl::changed(Aspect::enabled);
 }
 
 TimerControl::~TimerControl() {

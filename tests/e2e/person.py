@@ -72,9 +72,9 @@ class Person:
         left, top, width, height = self.place(name, control, window)
         x, y = left + width // 2, top + min(height // 2, 8)
         for child in self.probe.children(window):
-            l, t, w, h = child.place
-            near = abs(l - left) <= SLACK and abs(t - top) <= SLACK
-            if near and l <= x < l + w and t <= y < t + h and (child.visible or even_hidden):
+            at, below, w, h = child.place
+            near = abs(at - left) <= SLACK and abs(below - top) <= SLACK
+            if near and at <= x < at + w and below <= y < below + h and (child.visible or even_hidden):
                 return child
         raise LookupError(f"{control} of {name} has no window at {left},{top}")
 

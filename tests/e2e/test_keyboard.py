@@ -80,7 +80,8 @@ def test_the_keyboard_is_enough(stage):
     person.press("space")
     person.gone("frmOptions")
     saved = stage.account()
-    assert (saved["Frequency"], saved["FrequencyType"], saved["Method"]) == (text("6"), text("Hours"), text("Sequential"))
+    chosen = (saved["Frequency"], saved["FrequencyType"], saved["Method"])
+    assert chosen == (text("6"), text("Hours"), text("Sequential"))
 
     # Out.
     person.window("frmMain")

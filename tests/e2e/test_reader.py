@@ -89,7 +89,7 @@ def test_a_reader_hears_each_window_and_works_it(stage):
     for tab, fields in (("Category", {(COMBO, "Gallery:"), (COMBO, "Category:")}), ("Tag", {(TEXT, "Tag Name:")}),
                         ("Member", {(OPTION, "Favorite Wallpapers"), (OPTION, "Uploaded Wallpapers")})):  # fmt: skip
         reader.act("frmMain", TAB, tab)
-        until(lambda: reader.find("frmMain", TAB, tab).state & SELECTED, f"the tab {tab}")
+        until(lambda tab=tab: reader.find("frmMain", TAB, tab).state & SELECTED, f"the tab {tab}")
         elements = reader.hears_all_of("frmMain", form("frmMain").caption)
         assert {(e.role, e.name) for e in elements if e.role in (COMBO, TEXT, OPTION)} == fields
         assert [e.name for e in elements if e.role == TAB and e.state & SELECTED] == [tab]

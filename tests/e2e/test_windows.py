@@ -92,7 +92,7 @@ def test_the_windows(library, dpi, size, contrast):
         tabs = []
         for number, name in enumerate(("member", "tag", "category")):
             person.click("frmMain", f"picSourceTabs[{number}]")
-            until(lambda: stage.account()["ActiveTab"].data == b"%d" % number, f"the tab {name}")
+            until(lambda shown=b"%d" % number: stage.account()["ActiveTab"].data == shown, f"the tab {name}")
             tabs.append(album.form("frmMain", f"frmMain-{name}"))
         assert len({tab.tobytes() for tab in tabs}) == 3
         person.click("frmMain", "picOptions")

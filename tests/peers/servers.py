@@ -75,7 +75,8 @@ class Nginx(Server):
 
 class Apache(WithScript):
     def command(self):
-        return ["apache2", "-d", self.folder.parent, "-f", self.configuration, "-X"]  # one process, which is gone when it is ended
+        # One process, which is gone when it is ended.
+        return ["apache2", "-d", self.folder.parent, "-f", self.configuration, "-X"]
 
     def configured(self):
         modules = "\n".join(

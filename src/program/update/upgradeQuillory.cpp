@@ -41,8 +41,8 @@ bool isAcceptedLink(const std::wstring& link) {
 std::wstring firstItem(const std::wstring& path) {
     const std::string bytes = platform::readWholeFile(path);
     if (bytes.empty()) throw RunTimeError(errors::inputPastEnd);
-    std::wstring item = platform::fromAnsi(bytes);
-    item = item.substr(0, item.find_first_of(L",\r"));
+    const std::wstring text = platform::fromAnsi(bytes);
+    std::wstring item = text.substr(0, text.find_first_of(L",\r"));
     std::erase(item, L'\n');
     const auto first = item.find_first_not_of(L" \"");
     if (first == std::wstring::npos) return {};
