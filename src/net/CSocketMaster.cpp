@@ -10,6 +10,8 @@
 #include "platform/RunTimeError.h"
 #include "platform/Text.h"
 
+/// The life of a socket: its properties, listening and accepting, its end, and the messages that come for it.
+
 namespace {
 
 void requireState(bool allowed, const wchar_t* source) {

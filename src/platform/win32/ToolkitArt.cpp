@@ -14,6 +14,8 @@
 #include "platform/RunTimeError.h"
 #include "platform/win32/Density.h"
 
+// Bitmaps in memory, the pictures of the program, fonts and pointers.
+
 namespace platform::win32 {
 
 int toPixels(double designPixels, int dpi) { return static_cast<int>(std::lround(designPixels * dpi / 96)); }

@@ -9,6 +9,8 @@
 #include "platform/win32/Contrast.h"
 #include "platform/win32/ToolkitWindow.h"
 
+// How an option button and a check box are drawn: the mark of the theme, the caption in a colour of the form.
+
 namespace platform::win32 {
 
 namespace {

@@ -11,6 +11,9 @@
 #include "platform/ToolkitPeer.h"
 #include "platform/win32/ToolkitWindow.h"
 
+// The native controls of a form: text boxes, combos, options, checks and command buttons, and what the person does in
+// them.
+
 namespace platform::win32 {
 
 namespace {

@@ -4,6 +4,8 @@
 
 #include "platform/win32/ToolkitWindow.h"
 
+// How a text box stands in its place: one line, in the middle of its height.
+
 namespace platform::win32 {
 
 namespace {

@@ -8,6 +8,8 @@
 #include "platform/ToolkitPeer.h"
 #include "platform/win32/ToolkitWindow.h"
 
+// The mouse on what a form draws itself, and the keys of a whole form: Tab, Return, Escape, access keys.
+
 namespace platform::win32 {
 
 // Mouse

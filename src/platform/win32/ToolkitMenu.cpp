@@ -3,6 +3,8 @@
 #include "platform/ToolkitPeer.h"
 #include "platform/win32/ToolkitWindow.h"
 
+// The popup menu.
+
 namespace platform {
 
 namespace {

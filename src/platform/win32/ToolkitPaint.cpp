@@ -6,6 +6,8 @@
 #include "platform/win32/Contrast.h"
 #include "platform/win32/ToolkitWindow.h"
 
+// How a form draws itself and its controls without a window, into one buffer.
+
 namespace platform::win32 {
 
 namespace {

@@ -11,6 +11,8 @@
 #include "platform/win32/Loop.h"
 #include "platform/win32/ToolkitBox.h"
 
+// A form as a window of the system: made and ended, shown and hidden, and the one procedure that its messages come to.
+
 namespace platform::win32 {
 
 namespace {

@@ -17,6 +17,11 @@
 
 /// The peer's own parts. A form is one window; what has no window of its own is drawn by the form into one back buffer
 /// and hit-tested by it; the rest are the system's native controls, children of that window.
+///
+/// One object, FormWindow, in the files of what it does: ToolkitWindow its life and its procedure, ToolkitScreen its
+/// place, ToolkitPaint its looks, ToolkitInput mouse and keys, ToolkitControls its native controls (with ToolkitField and
+/// ToolkitChoice for how two kinds of them look), ToolkitReader what it says. Beside it: ToolkitArt, what is drawn with;
+/// ToolkitBox and ToolkitMenu, the system's own message boxes and popup menus.
 namespace platform::win32 {
 
 class FormWindow;
