@@ -28,8 +28,8 @@ class Patience:
 
     def is_over(self, name: str) -> bool:
         with self._lock:
-            recent = [each for each in self._failures.get(name.casefold(), []) if each > time.monotonic() - self.SECONDS]
-            return len(recent) >= self.TRIES
+            since = time.monotonic() - self.SECONDS
+            return sum(each > since for each in self._failures.get(name.casefold(), [])) >= self.TRIES
 
     def failed(self, name: str) -> None:
         with self._lock:
@@ -51,7 +51,7 @@ def back(to: str) -> str:
 def fault_in(name: str, password: str) -> str | None:
     """What is wrong with a new account, if anything is."""
     if not NAME.fullmatch(name):
-        return "A username has up to 32 letters, digits, periods, dashes and underscores, and does not begin with a period."
+        return "A username has up to 32 letters, digits, periods, dashes and underscores; it begins with no period."
     return fault_in_password(password)
 
 
@@ -77,11 +77,13 @@ def signup() -> Any:
             member = members.add(username, password)
             if member:
                 log_in(member)
-                flash(f"Welcome, {member.name}!" + (" You are the owner of this box." if member.is_owner else ""), "well")
+                owner = " You are the owner of this box." if member.is_owner else ""
+                flash(f"Welcome, {member.name}!{owner}", "well")
                 return redirect(url_for("pages.home"))
             problem = f"{username} is taken already."
     intro = "This box is new: whoever signs up first is its owner." if is_first else None
-    page = render_template("form.html", title="Sign up", is_new_member=True, username=username, problem=problem, intro=intro)
+    page = render_template("form.html", title="Sign up", is_new_member=True, username=username, problem=problem,
+                           intro=intro)
     return page, 400 if problem else 200
 
 
@@ -110,16 +112,18 @@ def logout() -> Any:
 @blueprint.get("/settings")
 def settings() -> str:
     me = need_login()
-    return render_template("settings.html", is_owner=me.is_owner, members=list(the_site().members) if me.is_owner else [])
+    members = list(the_site().members) if me.is_owner else []
+    return render_template("settings.html", is_owner=me.is_owner, members=members)
 
 
 @blueprint.post("/settings/password")
 def password() -> Any:
     me, members, new = need_login(), the_site().members, request.form.get("password", "")
+    present = request.form.get("present", "")[:128]
     problem = fault_in_password(new)
     if not problem and new != request.form.get("again"):
         problem = "The two new passwords differ."
-    if not problem and (patience.is_over(me.name) or not members.verify(me.name, request.form.get("present", "")[:128])):
+    if not problem and (patience.is_over(me.name) or not members.verify(me.name, present)):
         patience.failed(me.name)
         problem = "That is not your present password."
     if problem:

@@ -87,13 +87,14 @@ def _know_the_member() -> None:
 
 
 def _token() -> str:
-    return session.setdefault("token", secrets.token_urlsafe(18))
+    return str(session.setdefault("token", secrets.token_urlsafe(18)))
 
 
 def _check_the_token() -> None:
     if request.method not in ("GET", "HEAD", "OPTIONS"):
-        if not hmac.compare_digest(request.form.get("token", "").encode(), session.get("token", " ").encode()):
-            abort(403, "This page was open for too long, or in another browser. Go back, load it again, and try once more.")
+        known, given = session.get("token", ""), request.form.get("token", "")
+        if not known or not hmac.compare_digest(given.encode(), known.encode()):
+            abort(403, "This page was open for too long. Please go back, load it again, and try once more.")
 
 
 def _guard(response: Response) -> Response:

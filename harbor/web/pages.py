@@ -11,7 +11,7 @@ from harbor.web.app import need_login, the_site, wants_json
 blueprint = Blueprint("pages", __name__)
 
 PER_PAGE = 24
-ON_A_MEMBERS_PAGE = 6
+ON_A_MEMBERS_PAGE = 8
 THUMB = (480, 300)
 VIEW = (1600, 1000)
 
@@ -27,7 +27,7 @@ class Shown:
 
     @staticmethod
     def link(number: int) -> str:
-        arguments = {**(request.view_args or {}), **request.args.to_dict(), "page": number}
+        arguments: dict[str, Any] = {**(request.view_args or {}), **request.args.to_dict(), "page": number}
         arguments.pop("source", None)
         return url_for(request.endpoint or "", **arguments)
 
@@ -40,12 +40,12 @@ class Shown:
         return [each for gap in gaps for each in gap]
 
 
-def shown(pictures: Sequence[Any], per_page: int = PER_PAGE) -> Shown:
+def shown(pictures: Sequence[Any]) -> Shown:
     """The page that the request asks for; one behind the last is the last."""
-    last = max(1, -(-len(pictures) // per_page))
+    last = max(1, -(-len(pictures) // PER_PAGE))
     asked = request.args.get("page", "1")
     number = min(max(1, int(asked)), last) if asked.isascii() and asked.isdecimal() and len(asked) < 9 else 1
-    return Shown(pictures[(number - 1) * per_page:number * per_page], number, last, len(pictures))
+    return Shown(pictures[(number - 1) * PER_PAGE:number * PER_PAGE], number, last, len(pictures))
 
 
 def the_picture(id: int) -> Any:
@@ -71,7 +71,7 @@ def galleries() -> str:
     for key, entry in found.items():
         entry["name"] = catalogue.galleries[key].name
         entry["link"] = url_for("pages.gallery", gallery=key)
-    return render_template("galleries.html", galleries=sorted(found.values(), key=lambda each: each["name"].casefold()))
+    return render_template("galleries.html", galleries=sorted(found.values(), key=lambda each: str(each["name"]).casefold()))
 
 
 @blueprint.get("/gallery/<gallery>/", defaults={"category": None})
@@ -82,11 +82,12 @@ def gallery(gallery: str, category: str | None) -> str:
     if category is not None and category not in known.categories:
         abort(404)
     pictures = [each for each in catalogue.newest if each.gallery == gallery and category in (None, each.category)]
-    names = sorted(known.categories.items(), key=lambda each: each[1].casefold())
+    names = sorted(known.categories.items(), key=lambda each: str(each[1]).casefold())
     chips = [("All", url_for("pages.gallery", gallery=gallery), category is None)]
     chips += [(name, url_for("pages.gallery", gallery=gallery, category=key), key == category) for key, name in names]
-    return render_template("pictures.html", title=known.name, shown=shown(pictures), chips=chips if len(names) > 1 else [],
-                           above=[("Galleries", url_for("pages.galleries"))], nothing="Nothing hangs here any more.")
+    return render_template("pictures.html", title=known.name, shown=shown(pictures),
+                           chips=chips if len(names) > 1 else [], above=[("Galleries", url_for("pages.galleries"))],
+                           nothing="Nothing hangs here any more.")
 
 
 @blueprint.get("/search")
@@ -104,7 +105,8 @@ def wallpaper(id: int) -> str:
     place = site.catalogue.galleries[picture.gallery]
     sender = site.members.sender(id)
     return render_template(
-        "wallpaper.html", picture=picture, view=view_size(picture), tags=list(dict.fromkeys(picture.tags)), sender=sender,
+        "wallpaper.html", picture=picture, view=view_size(picture), tags=list(dict.fromkeys(picture.tags)),
+        sender=sender,
         above=[(place.name, url_for("pages.gallery", gallery=picture.gallery)),
                (place.categories[picture.category],
                 url_for("pages.gallery", gallery=picture.gallery, category=picture.category))],
@@ -125,7 +127,7 @@ def view_size(picture: Any) -> tuple[int, int]:
 
 
 @blueprint.get("/preview/<int:id>/<kind>")
-def preview(id: int, kind: str) -> Response:
+def preview(id: int, kind: str) -> Any:
     picture = the_picture(id)
     size = {"thumb": THUMB, "view": view_size(picture)}.get(kind) or abort(404)
     data, content_type = the_site().images.scaled(picture, size)
@@ -168,9 +170,11 @@ NO_UPLOADS = "Nothing sent yet."
 @blueprint.get("/members/<name>/")
 def member(name: str) -> str:
     name = the_member(name).name
-    parts = [(text, url_for(f"pages.{which}", name=name), shown(members_pictures(name, which), ON_A_MEMBERS_PAGE), nothing)
-             for text, which, nothing in (("Favorites", "favorites", NO_FAVORITES), ("Uploads", "uploads", NO_UPLOADS))]
-    return render_template("member.html", name=name, parts=parts)
+    parts = [
+        (text, url_for(f"pages.{which}", name=name), members_pictures(name, which), nothing)
+        for text, which, nothing in (("Favorites", "favorites", NO_FAVORITES), ("Uploads", "uploads", NO_UPLOADS))
+    ]
+    return render_template("member.html", name=name, parts=parts, most=ON_A_MEMBERS_PAGE)
 
 
 @blueprint.get("/members/<name>/favorites/")
@@ -196,7 +200,8 @@ def quillory() -> str:
     releases = the_site().releases
     setup = releases.setup()
     found = {"link": f"/quillory/{setup.name}", "size": f"{setup.stat().st_size / 1e6:.1f} MB"} if setup else None
-    return render_template("quillory.html", setup=found, version=releases.newest_version(), host=request.host.partition(":")[0])
+    return render_template("quillory.html", setup=found, version=releases.newest_version(),
+                           host=request.host.partition(":")[0])
 
 
 @blueprint.get("/contact/")
