@@ -63,29 +63,22 @@ def home() -> str:
 
 @blueprint.get("/galleries/")
 def galleries() -> str:
-    catalogue = the_site().catalogue
-    found: dict[str, dict[str, Any]] = {}
-    for picture in catalogue.newest:
-        entry = found.setdefault(picture.gallery, {"cover": picture.id, "count": 0})
-        entry["count"] += 1
-    for key, entry in found.items():
-        entry["name"] = catalogue.galleries[key].name
-        entry["link"] = url_for("pages.gallery", gallery=key)
-    return render_template("galleries.html", galleries=sorted(found.values(), key=lambda each: str(each["name"]).casefold()))
+    now = the_site().catalogue.now
+    found = [(each.name, url_for("pages.gallery", gallery=key), now.hanging_in(key)) for key, each in now.galleries.items()]
+    return render_template("galleries.html", galleries=sorted(found, key=lambda each: str(each[0]).casefold()))
 
 
 @blueprint.get("/gallery/<gallery>/", defaults={"category": None})
 @blueprint.get("/gallery/<gallery>/<category>/")
 def gallery(gallery: str, category: str | None) -> str:
-    catalogue = the_site().catalogue
-    known = catalogue.galleries.get(gallery) or abort(404)
+    now = the_site().catalogue.now
+    known = now.galleries.get(gallery) or abort(404)
     if category is not None and category not in known.categories:
         abort(404)
-    pictures = [each for each in catalogue.newest if each.gallery == gallery and category in (None, each.category)]
     names = sorted(known.categories.items(), key=lambda each: str(each[1]).casefold())
     chips = [("All", url_for("pages.gallery", gallery=gallery), category is None)]
     chips += [(name, url_for("pages.gallery", gallery=gallery, category=key), key == category) for key, name in names]
-    return render_template("pictures.html", title=known.name, shown=shown(pictures),
+    return render_template("pictures.html", title=known.name, shown=shown(now.hanging_in(gallery, category)),
                            chips=chips if len(names) > 1 else [], above=[("Galleries", url_for("pages.galleries"))],
                            nothing="Nothing hangs here any more.")
 
@@ -101,12 +94,13 @@ def search() -> str:
 
 @blueprint.get("/wallpaper/<int:id>")
 def wallpaper(id: int) -> str:
-    site, picture = the_site(), the_picture(id)
-    place = site.catalogue.galleries[picture.gallery]
+    site = the_site()
+    now = site.catalogue.now
+    picture = now.pictures.get(id) or abort(404)
+    place = now.galleries[picture.gallery]
     sender = site.members.sender(id)
     return render_template(
-        "wallpaper.html", picture=picture, view=view_size(picture), tags=list(dict.fromkeys(picture.tags)),
-        sender=sender,
+        "wallpaper.html", picture=picture, view=view_size(picture), tags=picture.tags, sender=sender,
         above=[(place.name, url_for("pages.gallery", gallery=picture.gallery)),
                (place.categories[picture.category],
                 url_for("pages.gallery", gallery=picture.gallery, category=picture.category))],
@@ -158,9 +152,9 @@ def points(id: int) -> Any:
 
 
 def members_pictures(name: str, which: str) -> list[Any]:
-    catalogue, members = the_site().catalogue, the_site().members
-    ids = getattr(members, which)(name)
-    return [catalogue.pictures[id] for id in sorted(ids, reverse=True) if id in catalogue.pictures]
+    pictures = the_site().catalogue.pictures
+    ids = getattr(the_site().members, which)(name)
+    return [pictures[id] for id in sorted(ids, reverse=True) if id in pictures]
 
 
 NO_FAVORITES = "No favorites yet: open a picture and give it a star."

@@ -5,7 +5,6 @@ import re
 import secrets
 import threading
 import unicodedata
-import warnings
 from pathlib import Path
 from typing import Any
 
@@ -13,13 +12,13 @@ from flask import Blueprint, abort, flash, jsonify, redirect, render_template, r
 from PIL import Image
 from werkzeug.datastructures import FileStorage
 
+from harbor.pictures import MOST_BYTES, memory_for
 from harbor.web.app import need_login, the_site, wants_json
 from harbor.web.pages import may_remove, the_picture
 
 blueprint = Blueprint("sending", __name__)
 
 SUFFIXES = {"JPEG": ".jpg", "MPO": ".jpg", "PNG": ".png", "WEBP": ".webp", "GIF": ".gif"}
-MOST_PIXELS = 64_000_000  # decoding takes up to four bytes for each
 LONGEST_NAME = 120  # bytes, which leaves room for a number and the suffix in any file system
 _one_at_a_time = threading.Lock()
 
@@ -80,14 +79,12 @@ def _receive(file: FileStorage, path: Path, limit: int) -> None:
 def _look_closely(path: Path) -> str:
     """The suffix for a picture that is one from its first byte to its last. What only looks like one is refused."""
     try:
-        with _one_at_a_time, warnings.catch_warnings():
-            warnings.simplefilter("ignore", Image.DecompressionBombWarning)  # the limit is ours, below
-            with Image.open(path, formats=list(SUFFIXES)) as image:
-                suffix, (width, height) = SUFFIXES[image.format or ""], image.size
-                if width * height > MOST_PIXELS:
-                    raise Refused(f"more than {MOST_PIXELS // 1_000_000} million pixels")
-                image.draft("RGB", (width // 8, height // 8))  # a JPEG is read whole all the same
-                image.load()
+        with _one_at_a_time, Image.open(path, formats=list(SUFFIXES)) as image:
+            suffix = SUFFIXES[image.format or ""]
+            if memory_for(image) > MOST_BYTES:
+                raise Refused(f"{image.width} × {image.height} pixels are too many")
+            image.draft("RGB", (image.width // 8, image.height // 8))  # a JPEG is read whole all the same
+            image.load()
             return suffix
     except (Refused, MemoryError):
         raise
@@ -121,7 +118,7 @@ def remove(id: int) -> Any:
     site, picture = the_site(), the_picture(id)
     if not may_remove(site.members.sender(id)):
         abort(403, "A picture is removed by who sent it, or by the owner of this box.")
-    path = Path(picture.path)
+    path = Path(picture.file)
     if not path.resolve().is_relative_to(Path(site.settings.uploads).resolve()):
         abort(403, "This picture lies in the folder that the harbor serves; it is removed there.")
     path.unlink(missing_ok=True)

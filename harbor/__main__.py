@@ -1,0 +1,5 @@
+import sys
+
+from harbor.cli import main
+
+sys.exit(main())
