@@ -1,5 +1,6 @@
 """The forms in which the site speaks: its XML answers, its HTML pages, and files."""
 
+from collections.abc import Iterable
 from dataclasses import dataclass, field
 from html import escape
 
@@ -23,7 +24,7 @@ class Answer:
     label: str
     body: bytes
     status: str = "200 OK"
-    headers: dict = field(default_factory=dict)
+    headers: dict[str, str | int | None] = field(default_factory=dict)
     keep: bool = False
 
     def encode(self) -> bytes:
@@ -42,11 +43,11 @@ class ApiError(Exception):
         self.number = number
 
 
-def leaf(name: str, value) -> str:
+def leaf(name: str, value: object) -> str:
     return f"<{name}>{escape(' '.join(str(value).split()), quote=False)}</{name}>"
 
 
-def branch(name: str, lines, **attributes) -> list[str]:
+def branch(name: str, lines: Iterable[str], **attributes: object) -> list[str]:
     start = "".join(f' {key}="{escape(str(value))}"' for key, value in attributes.items())
     return [f"<{name}{start}>", *lines, f"</{name}>"]
 
@@ -58,7 +59,7 @@ def api_answer(lines: list[str], status: str = "200 OK", keep: bool = True) -> A
     code page they happen to live in.
     """
     body = "".join(line + "\n" for line in lines).encode("ascii", "xmlcharrefreplace")
-    headers = {"Response-From": "VHAPI", "Content-Type": "text/xml"}
+    headers: dict[str, str | int | None] = {"Response-From": "VHAPI", "Content-Type": "text/xml"}
     return Answer(lines[0].strip("<>").split()[0], body, status, headers, keep)
 
 

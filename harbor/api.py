@@ -4,21 +4,28 @@ import math
 import random
 import re
 import secrets
+from bisect import bisect_left, bisect_right
+from collections.abc import Callable, Sequence
 
-from answers import (BAD_REQUEST, LOGIN_REFUSED, NOTHING_THERE, UNKNOWN_KEY, UNKNOWN_METHOD, Answer, ApiError,
-                     api_answer, branch, error, leaf, upgrade)
-from catalogue import Catalogue, Picture, key, tag_pattern
-from members import Members
-from releases import Releases, version
+from harbor.answers import (BAD_REQUEST, BROKEN_SERVICE, LOGIN_REFUSED, NOTHING_THERE, UNKNOWN_KEY, UNKNOWN_METHOD,
+                            Answer, ApiError, api_answer, branch, error, leaf, upgrade)
+from harbor.catalogue import Catalogue, Snapshot
+from harbor.codepages import readings
+from harbor.members import Member, Members
+from harbor.names import Names
+from harbor.pictures import Picture
+from harbor.releases import Releases, version
 
 INITIAL_KEY = "Rv8nTq2LxW5d"  # what every client knows before its first login
-WALLPAPER_PAGE = "http://velvetharbor.example/wallpaper/"
+
+# A picture is offered for a screen if at least this part of it remains after cropping: every photograph fits every
+# common screen lying down, and none is cut to a sliver.
+LEAST_PART_KEPT = 0.5
 
 
-def decode(text: str) -> str:
-    """Undoes a client's encoding of a key or value: code page 1252, and codes below 16 come with a single digit."""
-    raw = re.sub("%([0-9A-Fa-f]{1,2})", lambda code: chr(int(code[1], 16)), text.replace("+", " "))
-    return raw.encode("latin-1").decode("cp1252", "replace")
+def decode(text: str) -> bytes:
+    """Undoes a client's encoding of a key or value. Codes below 16 come with a single digit."""
+    return re.sub("%([0-9A-Fa-f]{1,2})", lambda code: chr(int(code[1], 16)), text.replace("+", " ")).encode("latin-1")
 
 
 def quoted(text: str) -> str:
@@ -26,19 +33,26 @@ def quoted(text: str) -> str:
     return ascii(text[:64])
 
 
-class Parameters(dict):
+class Parameters(dict[str, str]):
     """The decoded parameters of a request; asking for one that is missing or malformed ends in an `error` answer."""
 
     def __init__(self, query: str):
         super().__init__()
+        self._raw: dict[str, bytes] = {}
         for pair in query.split("&"):
-            name, equals, value = pair.partition("=")
-            if not equals or decode(name) in self:
+            raw_name, equals, value = pair.partition("=")
+            name = decode(raw_name).decode("latin-1")
+            if not equals or name in self:
                 raise ApiError(BAD_REQUEST, f"Malformed or repeated parameter {quoted(pair)}")
-            self[decode(name)] = decode(value)
+            self._raw[name] = decode(value)
+            self[name] = next(readings(self._raw[name]))
 
-    def __missing__(self, name: str):
+    def __missing__(self, name: str) -> str:
         raise ApiError(BAD_REQUEST, f"Missing parameter {name}")
+
+    def raw(self, name: str) -> bytes:
+        """The bytes of a text that people have written, in whichever code page."""
+        return self._raw[name] if name in self else self[name].encode()
 
     def choice(self, name: str, *allowed: str) -> str:
         if self[name] not in allowed:
@@ -55,20 +69,27 @@ class Parameters(dict):
             raise ApiError(BAD_REQUEST, f"Parameter {name} is not a usable number: {quoted(self[name])}")
         return value
 
+    def typed(self, name: str) -> float:
+        """The number that a text of the user's begins with, 0 without one: clients send what is being typed, and an
+        error would be a fatal one to them."""
+        shape = re.match(r"\s*([+-]?\d{1,9}(?:[.,]\d{0,9})?)", self[name], re.ASCII)
+        return float(shape[1].replace(",", ".")) if shape else 0.0
+
 
 class Api:
     def __init__(self, catalogue: Catalogue, members: Members, releases: Releases):
         self._catalogue = catalogue
         self._members = members
         self._releases = releases
-        self._methods = {
+        self._methods: dict[str, Callable[[Parameters, Names], Answer]] = {
             "vh.auth.login": self._login,
             "vh.getGalleries": self._galleries,
             "vh.wallpapers.browse": self._browse,
             "vh.wallpapers.favorites": self._favorites,
         }
 
-    def answer(self, query: str) -> Answer:
+    def answer(self, query: str, names: Names) -> Answer:
+        """Answers a query; `names` are the addresses that the client knows the site by."""
         try:
             parameters = Parameters(query)
             if parameters["apikey"] != INITIAL_KEY and not self._members.knows_key(parameters["apikey"]):
@@ -76,13 +97,13 @@ class Api:
             method = self._methods.get(parameters["method"])
             if method is None:
                 raise ApiError(UNKNOWN_METHOD, f"Unknown method {quoted(parameters['method'])}")
-            return method(parameters)
+            return method(parameters, names)
         except ApiError as problem:
             return error(problem.number, str(problem))
 
-    def _login(self, parameters: Parameters) -> Answer:
-        member = self._members.find(parameters["username"])
-        if parameters["md5password"] != (member and member.md5password):
+    def _login(self, parameters: Parameters, names: Names) -> Answer:
+        member = self._members.verify_hash(parameters["username"], parameters["md5password"])
+        if member is None:
             raise ApiError(LOGIN_REFUSED, "Invalid username or password")
         return api_answer(branch("auth", [
             leaf("token", secrets.token_hex(16)),
@@ -90,7 +111,7 @@ class Api:
             leaf("apiKey", member.api_key),
         ]))
 
-    def _galleries(self, parameters: Parameters) -> Answer:
+    def _galleries(self, parameters: Parameters, names: Names) -> Answer:
         with_categories = "withcategories" in parameters and parameters.choice("withcategories", "yes", "no") == "yes"
         lines = []
         for gallery in sorted(self._catalogue.galleries.values(), key=lambda each: each.name.casefold()):
@@ -103,73 +124,94 @@ class Api:
             lines += branch("gallery", entry)
         return api_answer(branch("galleries", lines))
 
-    def _browse(self, parameters: Parameters) -> Answer:
-        pictures = self._catalogue.pictures.values()
-        if "member" in parameters:
-            uploads = self._member(parameters).uploads
-            pictures = [each for each in pictures if each.id in uploads]
-        if "tag" in parameters:
-            pattern = tag_pattern(parameters["tag"])
-            pictures = [each for each in pictures if pattern and each.has_tag(pattern)]
+    def _browse(self, parameters: Parameters, names: Names) -> Answer:
+        now = self._catalogue.now
+        pictures = now.newest
         if "category" in parameters or "gallery" in parameters:
-            gallery = self._catalogue.galleries.get(key(parameters["gallery"]))
-            if gallery is None:
-                raise ApiError(NOTHING_THERE, f"Unknown gallery {quoted(parameters['gallery'])}")
-            pictures = [each for each in pictures if self._catalogue.galleries[each.gallery] is gallery]
-            if "category" in parameters:
-                category = gallery.find_category(parameters["category"])
-                if category is None:
-                    raise ApiError(NOTHING_THERE, f"Unknown category {quoted(parameters['category'])}")
-                pictures = [each for each in pictures if each.category == category]
-        return self._wallpapers(parameters, pictures)
+            pictures = self._hanging(parameters, now)
+        if "tag" in parameters:
+            searches = map(now.search, readings(parameters.raw("tag")))
+            found = next((each for each in searches if each), [])
+            pictures = found if pictures is now.newest else among(pictures, {each.id for each in found})
+        if "member" in parameters:
+            pictures = among(pictures, self._members.uploads(self._member(parameters).name))
+        return self._wallpapers(parameters, names, pictures)
 
-    def _favorites(self, parameters: Parameters) -> Answer:
-        favorites = self._member(parameters).favorites
-        pictures = self._catalogue.pictures.values()
-        return self._wallpapers(parameters, [each for each in pictures if each.id in favorites])
+    def _hanging(self, parameters: Parameters, now: Snapshot) -> Sequence[Picture]:
+        gallery = now.find_gallery(parameters.raw("gallery"))
+        if gallery is None:
+            raise ApiError(NOTHING_THERE, f"Unknown gallery {quoted(parameters['gallery'])}")
+        category = None
+        if "category" in parameters:
+            category = now.galleries[gallery].find_category(parameters.raw("category"))
+            if category is None:
+                raise ApiError(NOTHING_THERE, f"Unknown category {quoted(parameters['category'])}")
+        return now.hanging_in(gallery, category)
 
-    def _member(self, parameters: Parameters):
+    def _favorites(self, parameters: Parameters, names: Names) -> Answer:
+        favorites = self._members.favorites(self._member(parameters).name)
+        return self._wallpapers(parameters, names, among(self._catalogue.newest, favorites))
+
+    def _member(self, parameters: Parameters) -> Member:
         member = self._members.find(parameters["member"])
         if member is None:
             raise ApiError(NOTHING_THERE, f"Unknown member {quoted(parameters['member'])}")
         return member
 
-    def _wallpapers(self, parameters: Parameters, pictures) -> Answer:
+    def _wallpapers(self, parameters: Parameters, names: Names, pictures: Sequence[Picture]) -> Answer:
         """What both searches share: the filters, the order, and the page that is asked for."""
         client = version(parameters["QY_Version"])
         if client is None:
             raise ApiError(BAD_REQUEST, f"QY_Version is no version: {quoted(parameters['QY_Version'])}")
-        link = self._releases.newer_than(client)
-        if link:
-            return upgrade(link)
+        archive = self._releases.newer_than(client)
+        if archive:
+            return upgrade(names.releases + archive)
+        if self._catalogue.is_away:
+            # "No wallpapers" would stop a client until its user chooses anew; this it tries again.
+            raise ApiError(BROKEN_SERVICE, "The pictures cannot be read at the moment")
 
         ratio = parameters.number("withar", least=0.01)
-        points = parameters.number("minpoints")
-        pictures = [each for each in pictures if each.fits(ratio) and each.points >= points]
-
-        descending = parameters.choice("sort", "desc", "asc") == "desc"
-        if parameters.choice("order", "randomize", "freshness") == "randomize":
-            random.shuffle(pictures)
-        else:
-            pictures.sort(key=lambda each: each.id, reverse=descending)
-            start = parameters.number("startid")
-            if start in self._catalogue.pictures:  # of any other id there is no telling what follows it
-                pictures = [each for each in pictures if (each.id < start if descending else each.id > start)]
+        points = parameters.typed("minpoints")
+        narrow, wide = ratio * LEAST_PART_KEPT, ratio / LEAST_PART_KEPT
+        fitting = [each for each in pictures if each.points >= points and narrow <= each.ratio <= wide]
 
         per_page = int(parameters.number("perpage", least=1))
         first = (int(parameters.number("page", least=1)) - 1) * per_page
+        descending = parameters.choice("sort", "desc", "asc") == "desc"
+        if parameters.choice("order", "randomize", "freshness") == "randomize":
+            fitting = random.sample(fitting, min(first + per_page, len(fitting)))
+        else:
+            fitting = following(fitting, int(parameters.typed("startid")), descending)
         with_tags = parameters.choice("withtags", "yes", "no") == "yes"
-        chosen = pictures[first:first + per_page]
-        lines = [line for each in chosen for line in wallpaper(each, with_tags)]
+        chosen = fitting[first:first + per_page]
+        lines = [line for each in chosen for line in wallpaper(each, names, with_tags)]
         return api_answer(branch("wallpapers", lines, count=len(chosen)))
 
 
-def wallpaper(picture: Picture, with_tags: bool) -> list[str]:
+def among(pictures: Sequence[Picture], ids: frozenset[int] | set[int]) -> list[Picture]:
+    return [each for each in pictures if each.id in ids]
+
+
+def following(newest: list[Picture], start: int, descending: bool) -> list[Picture]:
+    """What comes after a picture, be it still there or not, in one of the two directions of age. Behind the last one
+    the order begins anew, and with it comes what is new. It also begins at 0."""
+    oldest = newest[::-1]
+    if descending:
+        rest = newest[len(oldest) - bisect_left(oldest, start, key=_id):] if start else newest
+        return rest or newest
+    return oldest[bisect_right(oldest, start, key=_id):] or oldest
+
+
+def _id(picture: Picture) -> int:
+    return picture.id
+
+
+def wallpaper(picture: Picture, names: Names, with_tags: bool) -> list[str]:
     lines = [
         leaf("id", picture.id),
         leaf("title", picture.title),
         leaf("filename", picture.filename),
-        leaf("link", f"{WALLPAPER_PAGE}{picture.id}"),
+        leaf("link", f"{names.wallpapers}{picture.id}"),
         leaf("points", picture.points),
     ]
     if with_tags:

@@ -2,9 +2,12 @@
 
 import json
 import threading
-from dataclasses import asdict, dataclass, field, fields, replace
+from collections.abc import Callable, Iterator
+from dataclasses import dataclass, field, fields, replace
+from types import UnionType
+from typing import Any
 
-from answers import Answer, error, page, upgrade
+from harbor.answers import Answer, error, page, upgrade
 
 KINDS = ("any", "api", "image", "release", "page", "connect")
 
@@ -25,12 +28,12 @@ class Fault:
     gateway: bool = False  # the HTML page of somebody's wireless gateway
     garbage: bool = False  # a body that is no picture, no XML and no archive
     body: str | None = None  # a body of one's own
-    header: dict = field(default_factory=dict)  # header lines to set, or with None to leave out
+    header: dict[str, str | None] = field(default_factory=dict)  # header lines to set, or with None to leave out
     nolength: bool = False  # no Content-Length
     nomark: bool = False  # no Response-From
 
     # How it goes out.
-    segments: list | int | None = None  # offsets at which to cut into segments, or the length of each segment
+    segments: list[int] | int | None = None  # offsets at which to cut into segments, or the length of each segment
     pause: float | int = 0.02  # seconds between segments
     slow: int | None = None  # bytes a second
     stall: int | None = None  # stop at this offset
@@ -40,10 +43,10 @@ class Fault:
 
     refuse: bool = False  # "connect" only: nobody listens at the port
 
-    def __post_init__(self):
+    def __post_init__(self) -> None:
         for each in fields(self):
             value = getattr(self, each.name)
-            if not isinstance(value, each.type) or isinstance(value, bool) and each.type is not bool:
+            if not isinstance(value, _plain(each.type)) or isinstance(value, bool) and each.type is not bool:
                 raise ValueError(f"{each.name} cannot be {value!r}")
         if self.on not in KINDS and not self.on.startswith("vh."):
             raise ValueError(f"a fault cannot be on {self.on!r}")
@@ -56,7 +59,7 @@ class Fault:
         """Reads the command line's form: "image*2 cut=500 nolength" hits the next two images with two effects."""
         target, *effects = text.split()
         on, _, times = target.partition("*")
-        values = {"times": int(times)} if times else {}
+        values: dict[str, Any] = {"times": int(times)} if times else {}
         for effect in effects:
             name, equals, value = effect.partition("=")
             try:
@@ -84,9 +87,9 @@ class Fault:
         headers.update({"Response-From": None} if self.nomark else {})
         return replace(answer, body=body, headers=headers, keep=keep)
 
-    def steps(self, length: int):
+    def steps(self, length: int) -> Iterator[tuple[int, int, float | None]]:
         """The way of an answer of that length: (start, end, seconds to wait behind it); None waits without end."""
-        def offset(position):
+        def offset(position: int) -> int:
             return max(0, min(length, position + length if position < 0 else position))
 
         end = min(offset(each) for each in (self.cut, self.reset, length) if each is not None)
@@ -97,11 +100,12 @@ class Fault:
             marks = set(map(offset, self.segments or ()))
         if self.slow:
             marks |= set(range(0, end, max(1, self.slow // 10)))
-        marks = sorted({mark for mark in marks | {0, end, stall} if mark is not None and mark <= end})
+        marks |= {0, end} if stall is None else {0, end, stall}
+        ways = sorted(mark for mark in marks if mark <= end)
 
         if stall == 0:
             yield 0, 0, self.seconds
-        for start, stop in zip(marks, marks[1:]):
+        for start, stop in zip(ways, ways[1:]):
             if stop == stall:
                 yield start, stop, self.seconds
             elif self.slow:
@@ -109,29 +113,36 @@ class Fault:
             else:
                 yield start, stop, self.pause if stop < end else 0
 
-    def wait(self, seconds: float | None):
+    def wait(self, seconds: float | None) -> None:
         self._withdrawn.wait(seconds)
 
-    def withdraw(self):
+    def withdraw(self) -> None:
         """Ends it, and with it the waits of answers under way."""
         self.times = 0
         self._withdrawn.set()
 
 
+def _plain(kind: Any) -> Any:
+    """A type as isinstance() takes it: without what stands in its brackets."""
+    if isinstance(kind, UnionType):
+        return tuple(map(_plain, kind.__args__))
+    return getattr(kind, "__origin__", kind)
+
+
 class Faults:
     """The faults that are switched on; the first one that fits an answer hits it. `changed` is called after changes."""
 
-    def __init__(self, changed=lambda: None):
+    def __init__(self, changed: Callable[[], None] = lambda: None):
         self._faults: list[Fault] = []
         self._lock = threading.Lock()
         self.changed = changed
 
-    def add(self, *faults: Fault):
+    def add(self, *faults: Fault) -> None:
         with self._lock:
             self._faults.extend(faults)
         self.changed()
 
-    def clear(self):
+    def clear(self) -> None:
         with self._lock:
             for fault in self._faults:
                 fault.withdraw()
@@ -148,8 +159,3 @@ class Faults:
     @property
     def refusing(self) -> bool:
         return any(each.refuse and each.times != 0 for each in self._faults)
-
-    def as_json(self) -> list[dict]:
-        """Each fault with what is set of it; `times` is what is left."""
-        return [{name: value for name, value in asdict(each).items() if value not in (None, False, {})} |
-                {"times": each.times} for each in self._faults]

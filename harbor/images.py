@@ -1,41 +1,217 @@
-"""Wallpapers at the size of a screen: scaled to cover it, cropped at the centre, in the picture's own format."""
+"""Wallpapers at the size of a screen: scaled to cover it, cropped at the centre, in a format that clients know."""
 
+import contextlib
+import hashlib
 import io
-import re
-from functools import lru_cache
+import os
+import secrets
+import threading
+from collections.abc import Iterator
+from concurrent.futures import Future
+from pathlib import Path
 
-from PIL import Image, ImageOps
+from PIL import Image, ImageCms
 
-from answers import Answer, file, not_found
-from catalogue import FORMATS, Catalogue
+from harbor.catalogue import Catalogue
+from harbor.pictures import CONTENT_TYPES, FORMATS, MOST_BYTES, Picture, memory_for, orientation
 
 LARGEST_SIDE = 8192
+MOST_KEPT = 500_000_000  # bytes of scaled pictures on the disk
+MOST_WAITING = 16
+_SRGB = ImageCms.createProfile("sRGB")
+
+
+class Busy(Exception):
+    """More is asked for at once than is served."""
+
+
+class Broken(Exception):
+    """The picture that is asked for turned out to be none."""
+
+
+class Turns:
+    """Who may scale now: two at a time, and no more than fit into the memory for it together; so many wait for that."""
+
+    def __init__(self, at_once: int = 2, memory: int = MOST_BYTES, waiting: int = MOST_WAITING):
+        self._places, self._free, self._waiting = at_once, memory, waiting
+        self._changed = threading.Condition()
+
+    @contextlib.contextmanager
+    def take(self, memory: int) -> Iterator[None]:
+        with self._changed:
+            if self._waiting == 0:
+                raise Busy
+            self._waiting -= 1
+            self._changed.wait_for(lambda: self._places > 0 and self._free >= memory)
+            self._waiting += 1
+            self._places -= 1
+            self._free -= memory
+        try:
+            yield
+        finally:
+            with self._changed:
+                self._places += 1
+                self._free += memory
+                self._changed.notify_all()
 
 
 class Images:
-    def __init__(self, catalogue: Catalogue):
+    """Scales what it has not scaled before. A size that many ask for at once is made once."""
+
+    def __init__(self, catalogue: Catalogue, folder: Path, most_kept: int = MOST_KEPT):
         self._catalogue = catalogue
-        # Scaling a large photograph takes up to a second, and screens keep asking for the same few sizes.
-        self._scaled = lru_cache(maxsize=32)(scaled)
+        self._folder = folder
+        self._most_kept = most_kept
+        self._turns = Turns()
+        self._lock = threading.Lock()
+        self._under_way: dict[str, Future[bytes]] = {}
+        folder.mkdir(parents=True, exist_ok=True)
+        self._bytes = self._tidy()
 
-    def fetch(self, path: str) -> Answer:
-        """Answers a path below /dl/inline/: "1029/1920x1080/Dune.jpg"."""
-        asked = re.fullmatch(r"([0-9]{1,9})/([0-9]{1,5})x([0-9]{1,5})/(.+)", path)
-        if not asked:
-            return not_found("image")
-        picture = self._catalogue.pictures.get(int(asked[1]))
-        size = int(asked[2]), int(asked[3])
-        if picture is None or picture.filename != asked[4] or not all(1 <= side <= LARGEST_SIDE for side in size):
-            return not_found("image")
-        return file(self._scaled(picture.path, picture.format, size), FORMATS[picture.format], "image")
+    def scaled(self, picture: Picture, size: tuple[int, int]) -> tuple[bytes, str]:
+        """The image and its content type. Raises Broken, after which the picture is offered no more, or Busy."""
+        return self._made(picture, size), CONTENT_TYPES[picture.format]
+
+    def _made(self, picture: Picture, size: tuple[int, int]) -> bytes:
+        stamp = picture.stamp
+        name = hashlib.blake2b(f"{picture.id} {stamp.bytes} {stamp.nanoseconds} {size} {picture.format}".encode(),
+                               digest_size=16).hexdigest()
+        path = self._folder / name
+        try:
+            data = path.read_bytes()
+            os.utime(path)  # who was asked for last goes last
+            return data
+        except OSError:
+            pass
+        with self._lock:
+            future = self._under_way.get(name)
+            if is_first := future is None:
+                future = self._under_way[name] = Future()
+        if is_first:
+            try:
+                data = self._make(picture, size)
+                self._keep(path, data)
+                future.set_result(data)
+            except BaseException as problem:
+                future.set_exception(problem)
+            finally:
+                with self._lock:
+                    del self._under_way[name]
+        return future.result()
+
+    def _make(self, picture: Picture, size: tuple[int, int]) -> bytes:
+        try:
+            with Image.open(picture.path, formats=list(FORMATS)) as image, self._turns.take(memory_for(image)):
+                return render(image, picture.format, size)
+        except (Busy, MemoryError):
+            raise
+        except Exception as problem:  # Pillow's readers raise nearly anything on a broken file
+            why = getattr(problem, "strerror", None) or str(problem)
+            self._catalogue.leave_out(picture, why)
+            raise Broken(why) from problem
+
+    # ------------------------------------------------------------------------------------------ what is kept
+
+    def _keep(self, path: Path, data: bytes) -> None:
+        """Keeps an image; where that fails it is only slower to ask for it again."""
+        coming = path.with_name(f"{secrets.token_hex(8)}.coming")
+        try:
+            with open(coming, "xb") as file:
+                file.write(data)
+                file.flush()
+                os.fsync(file.fileno())  # or a power cut could leave an empty file under the name
+            coming.replace(path)
+        except OSError:
+            coming.unlink(missing_ok=True)
+            return
+        with self._lock:
+            self._bytes += len(data)
+            is_full = self._bytes > self._most_kept
+        if is_full:
+            kept = self._tidy()
+            with self._lock:
+                self._bytes = kept
+
+    def _tidy(self) -> int:
+        """Removes what nobody has asked for longest, until a tenth is free; tells how many bytes are left."""
+        entries = []
+        for path in self._folder.iterdir():
+            with contextlib.suppress(OSError):
+                status = path.stat()
+                entries.append((status.st_mtime, status.st_size, path))
+        total = sum(size for _, size, _ in entries)
+        for _, size, path in sorted(entries):
+            if total <= self._most_kept * 0.9 and path.suffix != ".coming":
+                continue
+            with contextlib.suppress(OSError):
+                path.unlink()
+                total -= size
+        return total
 
 
-def scaled(path, image_format: str, size: tuple[int, int]) -> bytes:
-    with Image.open(path) as image:
-        image = ImageOps.exif_transpose(image)
-        if image.mode not in ("L", "LA", "RGB", "RGBA", "CMYK"):  # a palette or a bit depth that cannot be blended
-            image = image.convert("RGBA" if "transparency" in image.info else "RGB")
-        image = ImageOps.fit(image, size, Image.Resampling.LANCZOS)
-        out = io.BytesIO()
-        image.save(out, image_format, **({"quality": 92} if image_format == "JPEG" else {}))
-        return out.getvalue()
+def scaled(path: Path | str, image_format: str, size: tuple[int, int]) -> bytes:
+    with Image.open(path, formats=list(FORMATS)) as image:
+        return render(image, image_format, size)
+
+
+def render(image: Image.Image, image_format: str, size: tuple[int, int]) -> bytes:
+    """An image as a file of that format, covering that size: upright, opaque, and in sRGB."""
+    turned = orientation(image)
+    # Turning comes last, on the few pixels that are left; until then the picture lies on its side.
+    width, height = size[::-1] if turned >= 5 else size
+    scale = max(width / image.width, height / image.height)
+    # A JPEG decodes to a half, a quarter or an eighth of its size for a fraction of the time and memory.
+    image.draft(None, (max(width, round(image.width * scale)), max(height, round(image.height * scale))))
+    profile = image.info.get("icc_profile")
+    pixels = _with_depth(image)
+    scale = max(width / pixels.width, height / pixels.height)
+    left, top = (pixels.width - width / scale) / 2, (pixels.height - height / scale) / 2
+    box = (max(0.0, left), max(0.0, top), min(pixels.width, left + width / scale), min(pixels.height, top + height / scale))
+    pixels = pixels.resize((width, height), Image.Resampling.LANCZOS, box, reducing_gap=3.0)
+    pixels = _opaque(_in_srgb(pixels, profile))
+    turn = _TURNS.get(turned)
+    if turn is not None:
+        pixels = pixels.transpose(turn)
+    out = io.BytesIO()
+    pixels.save(out, image_format, **({"quality": 92} if image_format == "JPEG" else {}))
+    return out.getvalue()
+
+
+_TURNS = {
+    2: Image.Transpose.FLIP_LEFT_RIGHT, 3: Image.Transpose.ROTATE_180, 4: Image.Transpose.FLIP_TOP_BOTTOM,
+    5: Image.Transpose.TRANSPOSE, 6: Image.Transpose.ROTATE_270, 7: Image.Transpose.TRANSVERSE,
+    8: Image.Transpose.ROTATE_90,
+}
+
+
+def _with_depth(image: Image.Image) -> Image.Image:
+    """The pixels in a mode that can be blended: palettes and 16 bits cannot."""
+    if image.mode.startswith("I") or image.mode == "F":
+        return image.convert("I").point(lambda value: value * (1 / 256)).convert("L")
+    if image.mode in ("L", "LA", "RGB", "RGBA", "CMYK"):
+        return image
+    return image.convert("RGBA" if "transparency" in image.info or image.mode == "PA" else "RGB")
+
+
+def _in_srgb(image: Image.Image, profile: bytes | None) -> Image.Image:
+    """The colours as their profile means them; where it means nothing, as they stand."""
+    alpha = image.getchannel("A") if image.mode in ("LA", "RGBA") else None
+    colours = image.convert({"LA": "L", "RGBA": "RGB"}[image.mode]) if alpha else image
+    if profile:
+        try:
+            source = ImageCms.ImageCmsProfile(io.BytesIO(profile))
+            colours = ImageCms.profileToProfile(colours, source, _SRGB, outputMode="RGB") or colours
+        except (ImageCms.PyCMSError, OSError, ValueError):
+            pass  # a profile for other colours than these, or none at all
+    colours = colours if colours.mode in ("L", "RGB") else colours.convert("RGB")
+    if alpha:
+        colours = colours.convert("RGB")
+        colours.putalpha(alpha)
+    return colours
+
+
+def _opaque(image: Image.Image) -> Image.Image:
+    """There is nothing behind a wallpaper that could shine through."""
+    if image.mode != "RGBA":
+        return image
+    return Image.alpha_composite(Image.new("RGBA", image.size, "white"), image).convert("RGB")

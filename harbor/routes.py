@@ -1,28 +1,25 @@
-"""Which part of the site a request is for."""
+"""Which part of the site a request is for, and its answer."""
 
 import re
+import sys
+import traceback
 from dataclasses import dataclass
-from html import escape
 from urllib.parse import unquote
 
-from answers import Answer, ApiError, not_found, page
-from api import Api, Parameters
-from catalogue import Catalogue
-from images import Images
-from members import Members
-from releases import Releases
+from harbor.answers import BAD_REQUEST, BROKEN_SERVICE, Answer, ApiError, error, file, not_found, page
+from harbor.api import Api, Parameters
+from harbor.catalogue import Catalogue
+from harbor.images import LARGEST_SIDE, Broken, Busy, Images
+from harbor.names import DOMAIN, Names
+from harbor.releases import Releases
 
-SITE = "velvetharbor.example"
-
-# (kind, host, path): a name of the site answers only its own paths. Under any other name, as 127.0.0.1 or none at all,
-# the path alone decides, in this order.
+# (kind, host, path): a name of the site answers only its own paths. Under any other name, as that of a box at home or
+# none at all, the path alone decides, in this order.
 ROUTES = [
-    ("api", f"api.{SITE}", "/api.php"),
-    ("image", f"images.{SITE}", "/dl/inline/"),
-    ("release", SITE, "/quillory/dl/"),
-    ("page", SITE, "/"),
-    ("page", f"members.{SITE}", "/"),
-    ("release", f"dl.{SITE}", "/quillory/"),
+    ("api", f"api.{DOMAIN}", "/api.php"),
+    ("image", f"images.{DOMAIN}", "/dl/inline/"),
+    ("release", DOMAIN, "/quillory/dl/"),
+    ("release", f"dl.{DOMAIN}", "/quillory/"),
 ]
 
 
@@ -32,9 +29,13 @@ class Malformed(Exception):
 
 @dataclass(frozen=True)
 class Request:
-    host: str
+    host: str  # lower case, without a port
     path: str
     query: str
+
+    @classmethod
+    def of(cls, host: str, path: str, query: str) -> "Request":
+        return cls(host.rpartition("]")[0] + "]" if host.startswith("[") else host.partition(":")[0].lower(), path, query)
 
     @classmethod
     def parse(cls, raw: bytes) -> "Request":
@@ -45,28 +46,28 @@ class Request:
             raise Malformed
         named = {name.lower(): value.strip() for name, _, value in (each.partition(":") for each in fields)}
         host = shape[1] if shape[1] is not None else named.get("host", "")
-        return cls(host.partition(":")[0].lower(), shape[2] or "/", shape[3] or "")
+        return cls.of(host, shape[2] or "/", shape[3] or "")
 
 
 class Routes:
     """Brings each request to the part that answers it."""
 
-    def __init__(self, catalogue: Catalogue, members: Members, releases: Releases):
-        self._api = Api(catalogue, members, releases)
-        self._images = Images(catalogue)
-        self._releases = releases
+    def __init__(self, catalogue: Catalogue, images: Images, api: Api, releases: Releases):
         self._catalogue = catalogue
-        self._members = members
+        self._images = images
+        self._api = api
+        self._releases = releases
 
     @staticmethod
     def kind(request: Request) -> tuple[str, str]:
         """The kind of a request, and what stands behind the route's path."""
         host = request.host.removeprefix("www.")
-        known = host == SITE or host.endswith("." + SITE)
+        known = host == DOMAIN or host.endswith("." + DOMAIN)
         for kind, name, path in ROUTES:
-            if request.path.startswith(path) and (host == name or not known):
+            # The product's page is a page, what lies below it are its releases.
+            if request.path.startswith(path) and request.path != "/quillory/" and (host == name or not known):
                 return kind, request.path.removeprefix(path)
-        return "page", "unknown/"
+        return "page", request.path
 
     @staticmethod
     def method(request: Request) -> str | None:
@@ -76,42 +77,43 @@ class Routes:
         except ApiError:
             return None
 
-    def answer(self, request: Request) -> Answer:
+    def answer(self, request: Request) -> Answer | None:
+        """None if it is for one of the pages."""
         kind, rest = self.kind(request)
-        if kind == "api":
-            return self._api.answer(request.query)
-        if kind == "image":
-            return self._images.fetch(unquote(rest))
-        if kind == "release":
-            return self._releases.fetch(rest)
-        return self._page(unquote(rest).strip("/").split("/"))
+        try:
+            if kind == "api":
+                return self._api.answer(request.query, Names.of(request.host))
+            if kind == "image":
+                return self._image(unquote(rest))
+            if kind == "release":
+                return self._releases.fetch(rest)
+            return None
+        except Exception:
+            # A fault of this program must neither go unseen nor leave the client without an answer.
+            traceback.print_exc(file=sys.stderr)
+            return broken()
 
-    def _page(self, names: list[str]) -> Answer:
-        """The pages that Quillory opens in its user's browser."""
-        if names == [""]:
-            links = "".join(f"<p>{self._picture_link(each)}</p>\n" for each in self._catalogue.pictures)
-            return page("Velvet Harbor", links)
-        if names == ["quillory"]:
-            return page("Quillory", "<p>Quillory keeps your desktop wallpaper changing.</p>")
-        if names == ["contact"]:
-            return page("Contact", "<p>Tell the harbor master what troubles you.</p>")
-        if names == ["signup"]:
-            return page("Sign up", "<p>Members join when the harbor starts: <code>--user alice:velvet</code>.</p>")
-        if names[0] == "wallpaper" and names[1:] and self._picture_link(names[1]):
-            return page("Wallpaper", self._picture_link(names[1], with_image=True))
-        if names[0] == "preview":  # the pages' own images, under whichever name the browser came
-            return self._images.fetch("/".join(names[1:]))
-        member = self._members.find(names[0])
-        if member and names[1:] in ([], ["uploads"], ["favorites"]):
-            ids = sorted(member.favorites if names[-1] == "favorites" else member.uploads, reverse=True)
-            return page(f"{member.name}: {names[-1]}", "".join(f"<p>{self._picture_link(each)}</p>\n" for each in ids))
-        return not_found("page")
+    def _image(self, path: str) -> Answer:
+        """Answers a path below /dl/inline/: "1029/1920x1080/Dune.jpg"."""
+        asked = re.fullmatch(r"([0-9]{1,9})/([0-9]{1,5})x([0-9]{1,5})/(.+)", path)
+        if not asked:
+            return not_found("image")
+        picture = self._catalogue.pictures.get(int(asked[1]))
+        size = int(asked[2]), int(asked[3])
+        if picture is None or picture.filename != asked[4] or not all(1 <= side <= LARGEST_SIDE for side in size):
+            return not_found("image")
+        try:
+            return file(*self._images.scaled(picture, size), label="image")
+        except Broken:
+            return not_found("image")  # nor is it offered any more
+        except Busy:
+            return page("Too busy", "<p>Too much is asked for at once. Please try again.</p>",
+                        "503 Service Unavailable", "busy")
 
-    def _picture_link(self, picture_id, with_image: bool = False) -> str:
-        picture = self._catalogue.pictures.get(int(picture_id) if str(picture_id).isdecimal() else 0)
-        if picture is None:
-            return ""
-        text = escape(picture.title)
-        if with_image:
-            text = f'<img src="/preview/{picture.id}/960x600/{picture.filename}" alt="{text}" /> {text}'
-        return f'<a href="/wallpaper/{picture.id}">{text}</a>'
+
+def malformed() -> Answer:
+    return error(BAD_REQUEST, "Malformed request", "400 Bad Request", keep=False)
+
+
+def broken() -> Answer:
+    return error(BROKEN_SERVICE, "The harbor is closed for repairs", "500 Internal Server Error", keep=False)

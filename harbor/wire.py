@@ -1,37 +1,40 @@
-"""Connections: requests are cut out of the stream, answers go out, with whatever fault they meet on the way."""
+"""The stand-in's connections: requests are cut out of the stream, answers go out, with whatever fault they meet on the
+way. They stay open between requests, and nothing limits them: that is the carrier's task where people live."""
 
 import re
 import socket
 import struct
-import sys
 import threading
 import time
-import traceback
+from collections.abc import Callable, Iterator
 
-from answers import BAD_REQUEST, BROKEN_SERVICE, Answer, error
-from faults import Fault, Faults
-from journal import Journal, Record
-from routes import Malformed, Request, Routes
+from harbor.answers import Answer
+from harbor.faults import Fault, Faults
+from harbor.journal import Journal, Record
+from harbor.routes import Malformed, Request, Routes, malformed
 
 LARGEST_REQUEST = 16384
 END_OF_REQUEST = re.compile(rb"\r?\n\r?\n")  # bare line feeds end a request too, if only to be told off
 
 
-def close_by_reset(sock: socket.socket):
+def close_by_reset(sock: socket.socket) -> None:
     """From now on a close of the connection is a reset instead of an orderly end."""
     sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
 
 
+Answering = Callable[[Request], Answer]
+
+
 class Connection:
-    def __init__(self, number: int, sock: socket.socket, routes: Routes, faults: Faults, journal: Journal):
+    def __init__(self, number: int, sock: socket.socket, answer: Answering, faults: Faults, journal: Journal):
         self._number = number
         self._sock = sock
-        self._routes = routes
+        self._answer = answer
         self._faults = faults
         self._journal = journal
         sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)  # a segment is a segment
 
-    def run(self):
+    def run(self) -> None:
         """Answers request after request, until an answer ends the connection or the peer is gone."""
         try:
             for raw in self._requests():
@@ -43,7 +46,7 @@ class Connection:
         finally:
             self._sock.close()
 
-    def abort(self):
+    def abort(self) -> None:
         """Resets the connection, from any thread."""
         try:
             close_by_reset(self._sock)
@@ -52,7 +55,7 @@ class Connection:
         except OSError:
             pass  # it has just ended by itself
 
-    def _end_in_order(self):
+    def _end_in_order(self) -> None:
         """Reads what still comes before closing: a close with bytes unread would reset the connection, and the client
         would lose the answer."""
         self._sock.shutdown(socket.SHUT_WR)
@@ -60,7 +63,7 @@ class Connection:
         while self._sock.recv(65536):
             pass
 
-    def _requests(self):
+    def _requests(self) -> Iterator[bytes]:
         buffer = b""
         while True:
             end = END_OF_REQUEST.search(buffer)
@@ -84,15 +87,11 @@ class Connection:
             try:
                 request = Request.parse(raw)
                 record.host = request.host
-                record.kind, _ = self._routes.kind(request)
-                method = self._routes.method(request) if record.kind == "api" else None
-                answer = self._routes.answer(request)
+                record.kind, _ = Routes.kind(request)
+                method = Routes.method(request) if record.kind == "api" else None
+                answer = self._answer(request)
             except Malformed:
-                answer = error(BAD_REQUEST, "Malformed request", "400 Bad Request", keep=False)
-            except Exception:
-                # A fault of this program must neither go unseen nor leave the client without an answer.
-                traceback.print_exc(file=sys.stderr)
-                answer = error(BROKEN_SERVICE, "The harbor is closed for repairs", "500 Internal Server Error", False)
+                answer = malformed()
             fault = self._faults.take(record.kind, method) or Fault("any")
             answer = fault.alter(answer)
             record.answer = answer.label
@@ -101,7 +100,7 @@ class Connection:
         finally:
             self._journal.finish(record)
 
-    def _send(self, answer: Answer, fault: Fault, record: Record):
+    def _send(self, answer: Answer, fault: Fault, record: Record) -> None:
         data = answer.encode()
         for start, end, seconds in fault.steps(len(data)):
             self._sock.sendall(data[start:end])
@@ -117,9 +116,9 @@ class Connection:
 class Listener:
     """The port. It can be closed, so that connections are refused, and opened again under the same number."""
 
-    def __init__(self, bind: str, port: int, routes: Routes, faults: Faults, journal: Journal):
+    def __init__(self, bind: str, port: int, answer: Answering, faults: Faults, journal: Journal):
         self._address = bind, port
-        self._parts = routes, faults, journal
+        self._parts = answer, faults, journal
         self._socket: socket.socket | None = None
         self._open: set[Connection] = set()
         self._count = 0
@@ -130,15 +129,15 @@ class Listener:
 
     @property
     def port(self) -> int:
-        return self._socket.getsockname()[1] if self._socket else self._address[1]
+        return int(self._socket.getsockname()[1]) if self._socket else self._address[1]
 
-    def listen(self):
+    def listen(self) -> None:
         with self._lock:
             if self._socket is None:
                 self._socket = socket.create_server(self._address, backlog=64)
                 threading.Thread(target=self._accept, args=(self._socket,), daemon=True).start()
 
-    def refuse(self):
+    def refuse(self) -> None:
         with self._lock:
             if self._socket is not None:
                 self._socket.shutdown(socket.SHUT_RDWR)  # wakes accept()
@@ -152,19 +151,22 @@ class Listener:
                 connection.abort()
             return len(self._open)
 
-    def _accept(self, listening: socket.socket):
+    def _accept(self, listening: socket.socket) -> None:
         while True:
             try:
                 sock, _ = listening.accept()
             except OSError:
-                return  # closed by refuse()
+                if listening.fileno() < 0 or self._socket is not listening:
+                    return  # closed by refuse()
+                time.sleep(0.05)  # no descriptor is free; one will be
+                continue
             with self._lock:
                 self._count += 1
                 connection = Connection(self._count, sock, *self._parts)
                 self._open.add(connection)
             threading.Thread(target=self._serve, args=(connection,), daemon=True).start()
 
-    def _serve(self, connection: Connection):
+    def _serve(self, connection: Connection) -> None:
         try:
             connection.run()
         finally:

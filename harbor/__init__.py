@@ -1,0 +1,1 @@
+"""Harbor: the service that Quillory's wallpapers come from, at home and in the tests."""
