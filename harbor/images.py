@@ -13,7 +13,7 @@ from pathlib import Path
 from PIL import Image, ImageCms
 
 from harbor.catalogue import Catalogue
-from harbor.pictures import CONTENT_TYPES, FORMATS, MOST_BYTES, Picture, memory_for, orientation
+from harbor.pictures import CONTENT_TYPES, MOST_BYTES, READ, Picture, memory_for, orientation
 
 LARGEST_SIDE = 8192
 MOST_KEPT = 500_000_000  # bytes of scaled pictures on the disk
@@ -101,7 +101,7 @@ class Images:
 
     def _make(self, picture: Picture, size: tuple[int, int]) -> bytes:
         try:
-            with Image.open(picture.path, formats=list(FORMATS)) as image, self._turns.take(memory_for(image)):
+            with Image.open(picture.path, formats=READ) as image, self._turns.take(memory_for(image)):
                 return render(image, picture.format, size)
         except (Busy, MemoryError):
             raise
@@ -150,7 +150,7 @@ class Images:
 
 
 def scaled(path: Path | str, image_format: str, size: tuple[int, int]) -> bytes:
-    with Image.open(path, formats=list(FORMATS)) as image:
+    with Image.open(path, formats=READ) as image:
         return render(image, image_format, size)
 
 

@@ -11,7 +11,8 @@ from typing import BinaryIO
 
 from PIL import Image
 
-# What is read, and as what it is sent: clients know no other formats than these two.
+READ = ("JPEG", "PNG", "WEBP", "GIF")  # as Pillow names its readers; the one for JPEG takes MPO as well
+# As what a format is sent: clients know no other ones than these two.
 FORMATS = {"JPEG": "JPEG", "MPO": "JPEG", "WEBP": "JPEG", "PNG": "PNG", "GIF": "PNG"}
 SUFFIXES = (".jpg", ".jpeg", ".jpe", ".jfif", ".mpo", ".png", ".webp", ".gif")
 CONTENT_TYPES = {"JPEG": "image/jpeg", "PNG": "image/png"}
@@ -21,6 +22,7 @@ MOST_BYTES = 256 << 20
 
 _SAMPLE = 65536  # bytes at either end of a file that tell it from all others of its length
 
+Image.init()  # not every reader is there unasked
 warnings.simplefilter("ignore", Image.DecompressionBombWarning)  # MOST_BYTES is the limit here
 
 
@@ -97,7 +99,7 @@ def look(path: str) -> Look:
         # Not to wait for what is no file: the other end of a pipe may never come.
         with open(path, "rb", opener=lambda name, flags: os.open(name, flags | os.O_NONBLOCK)) as file:
             fingerprint = _fingerprint(file)
-            with Image.open(file, formats=list(FORMATS)) as image:
+            with Image.open(file, formats=READ) as image:
                 if memory_for(image) > MOST_BYTES:
                     raise Unreadable(f"{image.width} x {image.height} pixels are too many")
                 size = image.size[::-1] if orientation(image) >= 5 else image.size
