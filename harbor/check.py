@@ -43,7 +43,7 @@ def pictures(settings: Settings) -> Iterator[Finding]:
                     found += 1
                 else:
                     closed.append(os.path.join(where, name))
-    yield found > 0, f"{folder} has {found} picture{'' if found == 1 else 's'}" + ("" if found else " yet: put some there")
+    yield found > 0, f"{folder} has {found} picture{'' if found == 1 else 's'}" + ("" if found else ": put some there")
     if closed:
         yield False, f"{len(closed)} of its files and folders may not be read, the first is {ascii(closed[0])}"
 
@@ -76,7 +76,8 @@ def releases(settings: Settings) -> Iterator[Finding]:
             good = hashlib.md5(archive.read_bytes()).hexdigest() == wanted
         except (OSError, UnicodeDecodeError):
             good = False
-        yield good, f"{archive.name} " + ("is offered to the PCs" if good else "is not offered: its checksum does not agree")
+        how = "is offered to the PCs" if good else "is not offered: its checksum does not agree"
+        yield good, f"{archive.name} {how}"
     setup = settings.releases / "Quillory-Setup.exe"
     if setup.is_file():
         yield True, f"{setup.name} can be downloaded from the page /quillory/"

@@ -6,6 +6,7 @@ from typing import Any
 
 from flask import Blueprint, Response, abort, flash, g, jsonify, redirect, render_template, request, url_for
 
+from harbor.images import Broken, Busy
 from harbor.web.app import need_login, the_site, wants_json
 
 blueprint = Blueprint("pages", __name__)
@@ -64,7 +65,8 @@ def home() -> str:
 @blueprint.get("/galleries/")
 def galleries() -> str:
     now = the_site().catalogue.now
-    found = [(each.name, url_for("pages.gallery", gallery=key), now.hanging_in(key)) for key, each in now.galleries.items()]
+    found = [(each.name, url_for("pages.gallery", gallery=key), now.hanging_in(key))
+             for key, each in now.galleries.items()]
     return render_template("galleries.html", galleries=sorted(found, key=lambda each: str(each[0]).casefold()))
 
 
@@ -124,7 +126,12 @@ def view_size(picture: Any) -> tuple[int, int]:
 def preview(id: int, kind: str) -> Any:
     picture = the_picture(id)
     size = {"thumb": THUMB, "view": view_size(picture)}.get(kind) or abort(404)
-    data, content_type = the_site().images.scaled(picture, size)
+    try:
+        data, content_type = the_site().images.scaled(picture, size)
+    except Broken:
+        abort(404)
+    except Busy:
+        abort(503, "Too many pictures are being made ready at once. Please try again in a moment.")
     response = Response(data, content_type=content_type)
     response.headers["Cache-Control"] = "private, max-age=3600"
     response.add_etag()

@@ -18,6 +18,7 @@ from harbor.web.pages import may_remove, the_picture
 
 blueprint = Blueprint("sending", __name__)
 
+READ = ["JPEG", "PNG", "WEBP", "GIF"]
 SUFFIXES = {"JPEG": ".jpg", "MPO": ".jpg", "PNG": ".png", "WEBP": ".webp", "GIF": ".gif"}
 LONGEST_NAME = 120  # bytes, which leaves room for a number and the suffix in any file system
 _one_at_a_time = threading.Lock()
@@ -79,7 +80,7 @@ def _receive(file: FileStorage, path: Path, limit: int) -> None:
 def _look_closely(path: Path) -> str:
     """The suffix for a picture that is one from its first byte to its last. What only looks like one is refused."""
     try:
-        with _one_at_a_time, Image.open(path, formats=list(SUFFIXES)) as image:
+        with _one_at_a_time, Image.open(path, formats=READ) as image:
             suffix = SUFFIXES[image.format or ""]
             if memory_for(image) > MOST_BYTES:
                 raise Refused(f"{image.width} × {image.height} pixels are too many")

@@ -71,8 +71,10 @@ class Browser:
     def press(self, words: str):
         """Clicks the link or button of these words."""
         before = self.find("html")
-        self._driver.find_element(By.XPATH, f"//*[self::a or self::button or self::summary][normalize-space()='{words}']"
-                                  ).click()
+        what = f"//*[self::a or self::button or self::summary][normalize-space()='{words}']"
+        found = self._driver.find_elements(By.XPATH, f"//main{what}") or self._driver.find_elements(By.XPATH, what)
+        assert found, f"nothing to press says {words}; the page says:\n{self.text}"
+        found[0].click()
         return before
 
     def press_and_go(self, words: str):
