@@ -52,12 +52,13 @@ class _Server(TcpWSGIServer):
 
     channel_class = _Channel
     most_connections = MOST_CONNECTIONS
+    _next_look = 0.0
 
     def readable(self) -> bool:
         now = time.time()
-        if now >= self.next_channel_cleanup:
-            self.next_channel_cleanup = now + self.adj.cleanup_interval
-            self.maintenance(now)
+        if now >= self._next_look:
+            self._next_look = now + self.adj.cleanup_interval
+            self.maintenance(now)  # closes the silent ones
         return bool(self.accepting)
 
     def handle_accept(self) -> None:
@@ -89,6 +90,7 @@ class Carrier:
 
     def __init__(self, site: "Site", log: Path | str | None):
         self._site = site
+        self._pages: Callable[[dict[str, Any], Start], Iterable[bytes]] = site.pages
         self._journal = Journal(log, most=0)
         logging.getLogger("waitress").setLevel(logging.ERROR)  # a queue is no news, and peers come and go
         self._map: dict[int, Any] = {}
@@ -131,7 +133,7 @@ class Carrier:
         try:
             answer = self._site.routes.answer(request) if method in ("GET", "HEAD") else None
             if answer is None:
-                return self._site.pages(environ, start_response)
+                return self._pages(environ, start_response)
             record.answer, record.sent = answer.label, len(answer.body)
             return self._send(answer, method == "HEAD", start_response)
         finally:
@@ -139,7 +141,7 @@ class Carrier:
 
     @staticmethod
     def _send(answer: Answer, only_head: bool, start_response: Start) -> Iterable[bytes]:
-        headers = {**answer.headers, "Content-Length": len(answer.body)}
+        headers = answer.headers | {"Content-Length": len(answer.body)}
         start_response(answer.status, [(name, str(value)) for name, value in headers.items() if value is not None])
         return [b"" if only_head else answer.body]
 

@@ -310,12 +310,12 @@ class Catalogue:
             ids: dict[str, int | None] = {}
             for path, _, each in looked:
                 ids[path], before = free.of_content(db, path, each.fingerprint)
-                if before not in (None, path):
+                if before is not None and before != path:
                     self._known.pop(before, None)
             rows = []
             for path, stamp, each in looked:
                 known = self._known.get(path)
-                id = ids[path] or (known and free.take(known.id))
+                id = ids[path] or (free.take(known.id) if known else None)
                 values = (os.fsencode(path), stamp.bytes, stamp.nanoseconds, each.fingerprint, each.format, *each.size)
                 if id is None:
                     id = db.execute("INSERT INTO picture (is_here, path, bytes, stamp, fingerprint, format, width, height)"
@@ -323,7 +323,7 @@ class Catalogue:
                 else:
                     db.execute("UPDATE picture SET is_here = 1, path = ?, bytes = ?, stamp = ?, fingerprint = ?, "
                                "format = ?, width = ?, height = ? WHERE id = ?", (*values, id))
-                rows.append((id, path, stamp.bytes, stamp.nanoseconds, each.format, *each.size))
+                rows.append((int(id or 0), path, stamp.bytes, stamp.nanoseconds, each.format, *each.size))
         for row in rows:
             self._know(*row)
 

@@ -149,7 +149,7 @@ class Members:
 
     def add_upload(self, name: str, picture: int) -> None:
         with self._store.change() as db:
-            db.execute("INSERT OR REPLACE INTO upload VALUES (?, ?)", (picture, _id(db, name)))
+            db.execute("INSERT OR IGNORE INTO upload VALUES (?, ?)", (_id(db, name), picture))
 
     def remove_upload(self, picture: int) -> None:
         with self._store.change() as db:
@@ -164,7 +164,8 @@ _MEMBERS = "SELECT id, name, api_key, seal, is_owner FROM member"
 
 
 def _member(row: tuple[Any, ...]) -> Member:
-    return Member(*row[:4], is_owner=bool(row[4]))
+    id, name, api_key, seal, is_owner = row
+    return Member(id, name, api_key, seal, bool(is_owner))
 
 
 def _id(db: sqlite3.Connection, name: str) -> int:

@@ -116,7 +116,8 @@ def orientation(image: Image.Image) -> int:
     """The orientation of EXIF, 1 to 8; from 5 on the picture lies on its side."""
     if image.format == "PNG" and "exif" not in image.info:
         return 1  # it may stand behind the pixels, but reading all of them for that takes too long
-    return int(image.getexif().get(0x0112, 1))
+    value = image.getexif().get(0x0112, 1)
+    return value if isinstance(value, int) else 1
 
 
 def memory_for(image: Image.Image) -> int:

@@ -4,6 +4,7 @@ import shutil
 import tempfile
 from collections import deque
 from collections.abc import Iterable
+from dataclasses import replace
 from pathlib import Path
 from types import TracebackType
 from typing import Any
@@ -34,8 +35,9 @@ class StandIn(Site):
                  log: Path | str | None = None, faults: Iterable[Fault] = ()):
         self._state = tempfile.mkdtemp(prefix="harbor-")
         try:
-            settings = Settings(Path(pictures).absolute(), Path(self._state), bind=(bind,), port=port,
-                                **({"releases": Path(releases)} if releases else {}))
+            settings = Settings(Path(pictures).absolute(), Path(self._state), bind=(bind,), port=port)
+            if releases:
+                settings = replace(settings, releases=Path(releases))
             super().__init__(settings, drawn)
             self.catalogue.scan()
             for name, password in (users or {"alice": "velvet"}).items():

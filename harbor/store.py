@@ -57,10 +57,11 @@ CREATE TABLE rating (
 ) WITHOUT ROWID;
 CREATE INDEX rating_by_picture ON rating (picture);
 CREATE TABLE upload (
-    picture INTEGER PRIMARY KEY REFERENCES picture ON DELETE CASCADE,
-    member INTEGER NOT NULL REFERENCES member ON DELETE CASCADE
-);
-CREATE INDEX upload_by_member ON upload (member);
+    member INTEGER NOT NULL REFERENCES member ON DELETE CASCADE,
+    picture INTEGER NOT NULL REFERENCES picture ON DELETE CASCADE,
+    PRIMARY KEY (member, picture)
+) WITHOUT ROWID;
+CREATE INDEX upload_by_picture ON upload (picture);
 CREATE TABLE secret (value BLOB NOT NULL);
 """
 

@@ -8,9 +8,9 @@ from PIL import Image
 
 from desktop import ROOT, until
 
-sys.path.insert(0, str(ROOT / "harbor"))
-from harbor import DEFAULT_PICTURES, Harbor  # noqa: E402
-from images import scaled  # noqa: E402
+sys.path.insert(0, str(ROOT))
+from harbor.images import scaled  # noqa: E402
+from harbor.standin import DEFAULT_PICTURES, StandIn  # noqa: E402
 
 USER, PASSWORD = "alice", "velvet"
 PICTURES = DEFAULT_PICTURES
@@ -18,7 +18,7 @@ PICTURES = DEFAULT_PICTURES
 
 class Service:
     def __init__(self, pictures=PICTURES, **options):
-        self.harbor = Harbor(pictures=pictures, port=80, users={USER: PASSWORD}, **options)
+        self.harbor = StandIn(pictures=pictures, port=80, users={USER: PASSWORD}, **options)
 
     def __enter__(self):
         return self

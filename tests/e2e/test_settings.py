@@ -37,7 +37,7 @@ def test_values_of_another_type_read_as_the_default(stage):
 
 
 def test_each_account_has_its_own_settings(stage):
-    stage.service.harbor.members.add("bob", "harbor")
+    stage.service.harbor.add_member("bob", "harbor")
     stage.registry.write(registry.account(USER), HideQuickStart="1", TagName="dog", ActiveTab="1")
     stage.start()
     stage.log_in("bob", "harbor")

@@ -83,7 +83,7 @@ def test_a_tick_with_the_mouse_stops_the_countdown_at_once(stage):
 
 
 def test_the_next_account_finds_its_own_choices(stage):
-    stage.service.harbor.members.add("bob", "harbor")
+    stage.service.harbor.add_member("bob", "harbor")
     stage.registry.write(registry.account("bob"), HideQuickStart="1", ActiveTab="1", TagName="dog", Frequency="7")
     person = stage.person
     stage.enter()

@@ -31,9 +31,9 @@ class Tour:
         self.person = stage.person
         self.service = stage.service
         self.screen = stage.screen
-        self.alice = self.service.harbor.members.find(USER)
-        if len(self.alice.favorites) < 2:  # of a small folder she likes all: there must be something to change to
-            self.alice.favorites = frozenset(self.service.harbor.catalogue.pictures)
+        harbor = self.service.harbor
+        if len(harbor.members.favorites(USER)) < 2:  # of a small folder she likes all: there must be some to change to
+            harbor.set_favorites(USER, harbor.catalogue.pictures)
 
     def start(self):
         """The login window opens, and nothing else"""
@@ -70,7 +70,7 @@ class Tour:
         """Save: a favorite of Alice becomes the wallpaper"""
         self.person.click("frmMain", "picSave")
         picture = self.stage.rotation()
-        assert picture.id in self.alice.favorites
+        assert picture.id in self.service.harbor.members.favorites(USER)
         self.check_request("vh.wallpapers.favorites", ("member", USER))
         self.person.gone("frmMain")
 
@@ -95,7 +95,7 @@ class Tour:
             self.stage.force()
         assert text(str(picture.id)) != before, f"the same picture {TRIES} times"
         self.person.tray_icon()
-        assert picture.id in self.alice.favorites
+        assert picture.id in self.service.harbor.members.favorites(USER)
 
     def come_back(self):
         """A double click on the icon brings the window back, in the middle of the screen"""

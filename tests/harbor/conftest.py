@@ -6,9 +6,9 @@ from pathlib import Path
 import pytest
 from PIL import Image
 
-sys.path.insert(0, str(Path(__file__).parents[2] / "harbor"))
+sys.path.insert(0, str(Path(__file__).parents[2]))
 
-from harbor import Harbor  # noqa: E402
+from harbor.standin import StandIn  # noqa: E402
 
 # In the order of their age, so that they get the ids from 1001 on.
 PICTURES = {
@@ -42,7 +42,7 @@ def pictures(tmp_path_factory):
 
 @pytest.fixture
 def harbor(pictures):
-    with Harbor(pictures, users={"alice": "velvet", "Bob": "linen"}, control=0) as harbor:
+    with StandIn(pictures, users={"alice": "velvet", "Bob": "linen"}) as harbor:
         yield harbor
 
 

@@ -6,13 +6,11 @@ import socket
 import subprocess
 import sys
 import time
-import urllib.error
-import urllib.request
 from pathlib import Path
 
 import pytest
 from conftest import PICTURES
-from faults import Fault
+from harbor.faults import Fault
 from PIL import Image, ImageChops
 
 GALLERIES = "vh.getGalleries"
@@ -23,16 +21,6 @@ def eventually(condition):
     while not condition():
         assert time.time() < deadline
         time.sleep(0.01)
-
-
-def control(harbor, verb, path, body=None):
-    request = urllib.request.Request(f"http://127.0.0.1:{harbor.control_port}{path}", method=verb,
-                                     data=None if body is None else json.dumps(body).encode())
-    try:
-        with urllib.request.urlopen(request, timeout=5) as answer:
-            return json.load(answer)
-    except urllib.error.HTTPError as problem:
-        return problem.code, json.load(problem)
 
 
 @pytest.mark.parametrize("picture_id", PICTURES)
@@ -169,8 +157,7 @@ def test_the_harbor_can_refuse_and_abort(client, harbor):
         fault = harbor.fault("connect", refuse=True)
         with pytest.raises(ConnectionRefusedError):
             client.connect()
-        assert harbor.faults.as_json() == [{"on": "connect", "times": None, "pause": 0.02, "refuse": True}]
-        assert control(harbor, "DELETE", "/connections") == {"aborted": 1}
+        assert harbor.abort_connections() == 1
         with pytest.raises(ConnectionResetError):
             sock.recv(1)
     harbor.faults.clear()
@@ -191,40 +178,6 @@ def test_the_command_lines_form_of_a_fault(text, fault):
     else:
         with pytest.raises((ValueError, TypeError)):
             Fault.parse(text)
-
-
-def test_the_control_port(client, harbor):
-    raw = client.request(client.API + GALLERIES).replace(b" HTTP", b"&x=\xff HTTP")
-    size = len(client.exchange(raw))
-    eventually(lambda: harbor.requests[0].done)
-    (line,) = control(harbor, "GET", "/log")
-    assert line.pop("time") > 1e9
-    assert line == {"connection": 1, "raw": raw.decode("latin-1"), "host": "api.velvetharbor.example", "kind": "api",
-                    "answer": "galleries", "sent": size, "done": True}
-    control(harbor, "DELETE", "/log")
-    assert control(harbor, "GET", "/log") == []
-
-    control(harbor, "PUT", "/faults", {"on": "api", "times": 2, "error": 7})
-    control(harbor, "POST", "/faults", [{"on": "any", "garbage": True}])
-    assert "<number>7</number>" in client.api(GALLERIES)
-    assert [each["times"] for each in control(harbor, "GET", "/faults")] == [1, None]
-    control(harbor, "DELETE", "/faults")
-    assert control(harbor, "GET", "/faults") == []
-
-    control(harbor, "PUT", "/members/carol", {"password": "silk", "favorites": [1002], "uploads": []})
-    assert control(harbor, "PUT", "/members/CAROL", {"uploads": [1004]})["carol"]["favorites"] == [1002]
-    assert (client.rotate("favorites", member="carol"), client.rotate(member="carol")) == ([1002], [1004])
-    control(harbor, "DELETE", "/members/carol")
-    assert "<number>69</number>" in client.api("vh.wallpapers.favorites&member=carol&" +
-                                               "&".join(f"{k}={v}" for k, v in client.ROTATION.items()))
-    control(harbor, "PUT", "/pictures/1002", {"points": 150})
-    assert client.rotate(minpoints="150") == [1002]
-    assert [each["id"] for each in control(harbor, "GET", "/pictures")] == sorted(PICTURES, reverse=True)
-
-    for verb, path, body, status in (("GET", "/nothing", None, 404), ("PUT", "/faults", {"on": "moon"}, 400),
-                                     ("PUT", "/faults", None, 400), ("PUT", "/pictures/1", {"points": 1}, 404),
-                                     ("PUT", "/members/dave", {}, 400), ("PUT", "/members", {}, 400)):
-        assert control(harbor, verb, path, body)[0] == status, path
 
 
 def test_the_command_line(pictures, tmp_path):
