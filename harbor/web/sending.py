@@ -12,13 +12,12 @@ from flask import Blueprint, abort, flash, jsonify, redirect, render_template, r
 from PIL import Image
 from werkzeug.datastructures import FileStorage
 
-from harbor.pictures import MOST_BYTES, memory_for
+from harbor.pictures import MOST_BYTES, READ, memory_for
 from harbor.web.app import need_login, the_site, wants_json
 from harbor.web.pages import may_remove, the_picture
 
 blueprint = Blueprint("sending", __name__)
 
-READ = ["JPEG", "PNG", "WEBP", "GIF"]
 SUFFIXES = {"JPEG": ".jpg", "MPO": ".jpg", "PNG": ".png", "WEBP": ".webp", "GIF": ".gif"}
 LONGEST_NAME = 120  # bytes, which leaves room for a number and the suffix in any file system
 _one_at_a_time = threading.Lock()

@@ -32,5 +32,10 @@ cat >"$root/etc/systemd/system/story.target" <<'UNIT'
 [Unit]
 Wants=story.service
 UNIT
-exec env -i container=other PATH="$PATH" unshare --cgroup chroot "$root" \
+# Not only another root but another tree of mounts: whoever enters a service's sees nothing of the outer machine.
+mkdir "$root/outer"
+cd "$root"
+pivot_root . outer
+umount -l /outer
+exec env -i container=other PATH="$PATH" unshare --cgroup \
     /lib/systemd/systemd --system --unit=story.target --log-target=console --log-level=info

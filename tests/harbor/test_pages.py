@@ -23,6 +23,7 @@ def house(pictures, tmp_path):
     """A new box: pictures, but no member yet."""
     settings = Settings.read(None, pictures=pictures, state=tmp_path / "state", bind=["127.0.0.1"], port=0)
     with Harbor(settings) as harbor:
+        harbor.catalogue.scan()
         yield harbor
 
 
@@ -103,7 +104,7 @@ def test_a_house_moves_in(house, tmp_path):
         assert "Your password is changed" in bob.text
         bob.press_and_go("Log out")
         bob.open("/send")
-        assert bob.address == "/login?next=/send"
+        assert bob.address == "/login?next=%2Fsend"
         bob.type(username="BOB", password="hemp")
         bob.press_and_go("Log in")
         assert bob.address == "/send"
