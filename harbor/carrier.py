@@ -99,6 +99,7 @@ class Carrier:
         adjustments = Adjustments(
             ident=None, threads=THREADS, channel_timeout=SILENCE, cleanup_interval=10, asyncore_use_poll=True,
             max_request_header_size=16384, max_request_body_size=largest_body, expose_tracebacks=False,
+            clear_untrusted_proxy_headers=True,
         )
         self._dispatcher = ThreadedTaskDispatcher()
         self._dispatcher.set_thread_count(THREADS)

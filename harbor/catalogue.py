@@ -20,7 +20,8 @@ from harbor.store import Store
 from harbor.tags import Index
 
 # Folders that file servers and systems make for themselves, in lower case; so is every one that begins with a period.
-LEFT_OUT = {"@eadir", "#recycle", "#snapshot", "@recycle", "@tmp", "$recycle.bin", "system volume information", "lost+found"}
+LEFT_OUT = {"@eadir", "#recycle", "#snapshot", "@recycle", "@tmp", "$recycle.bin", "system volume information",
+            "lost+found"}
 
 # Where a picture goes that lies outside of any gallery, or in a gallery but outside of its categories. The site's
 # visitors knew the latter category by another name once, and that name still leads to it.
@@ -144,7 +145,8 @@ class Catalogue:
         self._left_out: dict[str, Stamp] = {}
         self._known: dict[str, Picture] = {}
         self.is_away = False  # a disk that is not mounted is not a household that threw all its pictures away
-        for id, path, *rest in store.read("SELECT id, path, bytes, stamp, format, width, height FROM picture WHERE is_here"):
+        for id, path, *rest in store.read("SELECT id, path, bytes, stamp, format, width, height FROM picture "
+                                          "WHERE is_here"):
             self._know(id, os.fsdecode(path), *rest)
         self._show()
 
@@ -318,8 +320,8 @@ class Catalogue:
                 id = ids[path] or (free.take(known.id) if known else None)
                 values = (os.fsencode(path), stamp.bytes, stamp.nanoseconds, each.fingerprint, each.format, *each.size)
                 if id is None:
-                    id = db.execute("INSERT INTO picture (is_here, path, bytes, stamp, fingerprint, format, width, height)"
-                                    " VALUES (1, ?, ?, ?, ?, ?, ?, ?)", values).lastrowid
+                    id = db.execute("INSERT INTO picture (is_here, path, bytes, stamp, fingerprint, format, width, "
+                                    "height) VALUES (1, ?, ?, ?, ?, ?, ?, ?)", values).lastrowid
                 else:
                     db.execute("UPDATE picture SET is_here = 1, path = ?, bytes = ?, stamp = ?, fingerprint = ?, "
                                "format = ?, width = ?, height = ? WHERE id = ?", (*values, id))

@@ -125,7 +125,7 @@ def stand_in(settings: Settings, options: argparse.Namespace) -> "StandIn":
     except (ValueError, TypeError) as problem:
         raise Unusable(f'a member is NAME:PASSWORD, a fault is as in "image*2 cut=500" ({problem})') from problem
     bind = options.bind[0] if options.bind else "127.0.0.1"
-    return StandIn(settings.pictures, bind=bind, port=settings.port, users=users or None, releases=options.releases,
+    return StandIn(the_folder(settings), bind=bind, port=settings.port, users=users or None, releases=options.releases,
                    log=options.log, faults=faults)
 
 
@@ -179,7 +179,8 @@ def run_member(options: argparse.Namespace) -> int:
         if problem := fault_in(options.name, password):
             raise Unusable(problem)
         made = members.add(options.name, password)
-        print(f"{made.name} is a member now" + (", and the owner of this box" if made.is_owner else ""))
+        is_owner = made is not None and made.is_owner
+        print(f"{options.name} is a member now" + (", and the owner of this box" if is_owner else ""))
         return 0
     if not known:
         raise Unusable(f"no member {options.name}")

@@ -166,7 +166,8 @@ def render(image: Image.Image, image_format: str, size: tuple[int, int]) -> byte
     pixels = _with_depth(image)
     scale = max(width / pixels.width, height / pixels.height)
     left, top = (pixels.width - width / scale) / 2, (pixels.height - height / scale) / 2
-    box = (max(0.0, left), max(0.0, top), min(pixels.width, left + width / scale), min(pixels.height, top + height / scale))
+    right, bottom = min(pixels.width, left + width / scale), min(pixels.height, top + height / scale)
+    box = (max(0.0, left), max(0.0, top), right, bottom)
     pixels = pixels.resize((width, height), Image.Resampling.LANCZOS, box, reducing_gap=3.0)
     pixels = _opaque(_in_srgb(pixels, profile))
     turn = _TURNS.get(turned)
@@ -188,9 +189,9 @@ def _with_depth(image: Image.Image) -> Image.Image:
     """The pixels in a mode that can be blended: palettes and 16 bits cannot."""
     if image.mode.startswith("I") or image.mode == "F":
         return image.convert("I").point(lambda value: value * (1 / 256)).convert("L")
-    if image.mode in ("L", "LA", "RGB", "RGBA", "CMYK"):
-        return image
-    return image.convert("RGBA" if "transparency" in image.info or image.mode == "PA" else "RGB")
+    if "transparency" in image.info or image.mode == "PA":
+        return image.convert("RGBA")
+    return image if image.mode in ("L", "LA", "RGB", "RGBA", "CMYK") else image.convert("RGB")
 
 
 def _in_srgb(image: Image.Image, profile: bytes | None) -> Image.Image:

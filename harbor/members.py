@@ -136,7 +136,8 @@ class Members:
 
     def points(self) -> dict[int, int]:
         """The members' average for each picture that was rated."""
-        return dict(self._store.read("SELECT picture, CAST(round(avg(points)) AS INTEGER) FROM rating GROUP BY picture"))
+        return dict(self._store.read("SELECT picture, CAST(round(avg(points)) AS INTEGER) FROM rating "
+                                     "GROUP BY picture"))
 
     # ------------------------------------------------------------------------------------------ what they sent
 

@@ -116,13 +116,14 @@ def orientation(image: Image.Image) -> int:
     """The orientation of EXIF, 1 to 8; from 5 on the picture lies on its side."""
     if image.format == "PNG" and "exif" not in image.info:
         return 1  # it may stand behind the pixels, but reading all of them for that takes too long
-    value = image.getexif().get(0x0112, 1)
-    return value if isinstance(value, int) else 1
+    value = image.getexif().get(0x0112)
+    return int(value) if isinstance(value, int) else 1
 
 
 def memory_for(image: Image.Image) -> int:
     """Bytes that an image takes while it is scaled: four a pixel, and again for the copy that most modes need."""
-    return image.width * image.height * (4 if image.mode in ("L", "RGB", "CMYK") else 8)
+    is_plain = image.mode in ("L", "RGB", "CMYK") and "transparency" not in image.info
+    return int(image.width * image.height * (4 if is_plain else 8))
 
 
 def _fingerprint(file: BinaryIO) -> bytes:
@@ -155,7 +156,8 @@ def key(name: str) -> str:
 
 def plain(name: str) -> str:
     """A key without the accents, which code pages that lack a letter replace by the letter that comes closest."""
-    return key("".join(c for c in unicodedata.normalize("NFKD", name.translate(_BARRED)) if not unicodedata.combining(c)))
+    parts = unicodedata.normalize("NFKD", name.translate(_BARRED))
+    return key("".join(c for c in parts if not unicodedata.combining(c)))
 
 
 _BARRED = str.maketrans("ŁłĐđØøĦħŦŧı", "LlDdOoHhTti")

@@ -35,7 +35,8 @@ class Request:
 
     @classmethod
     def of(cls, host: str, path: str, query: str) -> "Request":
-        return cls(host.rpartition("]")[0] + "]" if host.startswith("[") else host.partition(":")[0].lower(), path, query)
+        name = host.rpartition("]")[0] + "]" if host.startswith("[") else host.partition(":")[0]
+        return cls(name.lower(), path, query)
 
     @classmethod
     def parse(cls, raw: bytes) -> "Request":

@@ -4,6 +4,7 @@ import threading
 from collections.abc import Callable
 from pathlib import Path
 from types import TracebackType
+from typing import Self
 
 from flask import Flask
 
@@ -23,7 +24,8 @@ LOOK_EVERY = 20.0  # seconds; what is new shows up within a minute, however long
 
 
 class Site:
-    """What the site knows and answers, whatever brings it the requests. Raises Unusable if its state is."""
+    """What the site knows and answers, whatever brings it the requests: `with` it, until it is stopped. Raises Unusable
+    if the state folder is."""
 
     def __init__(self, settings: Settings, points: Callable[[Picture], int] = unrated):
         self.settings = settings
@@ -33,8 +35,23 @@ class Site:
         self.members.when_rated = self.catalogue.show_points
         self.images = Images(self.catalogue, settings.state / "scaled")
         self.releases = Releases(settings.releases)
-        self.routes = Routes(self.catalogue, self.images, Api(self.catalogue, self.members, self.releases), self.releases)
+        api = Api(self.catalogue, self.members, self.releases)
+        self.routes = Routes(self.catalogue, self.images, api, self.releases)
         self.pages: Flask = create_app(self)
+
+    @property
+    def port(self) -> int:
+        raise NotImplementedError
+
+    def stop(self) -> None:
+        """What has been answered for is kept already."""
+
+    def __enter__(self) -> Self:
+        return self
+
+    def __exit__(self, kind: type[BaseException] | None, problem: BaseException | None,
+                 trace: TracebackType | None) -> None:
+        self.stop()
 
 
 class Harbor(Site):
@@ -57,10 +74,3 @@ class Harbor(Site):
     def stop(self) -> None:
         self._ended.set()
         self._carrier.stop()
-
-    def __enter__(self) -> "Harbor":
-        return self
-
-    def __exit__(self, kind: type[BaseException] | None, problem: BaseException | None,
-                 trace: TracebackType | None) -> None:
-        self.stop()

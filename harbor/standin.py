@@ -1,4 +1,5 @@
-"""The stand-in of the tests: the same site on a wire that can tear answers, forgetful, with every trouble of a network."""
+"""The stand-in of the tests: the same site on a wire that can tear answers, with every trouble of a network, and
+forgetful."""
 
 import shutil
 import tempfile
@@ -6,7 +7,6 @@ from collections import deque
 from collections.abc import Iterable
 from dataclasses import replace
 from pathlib import Path
-from types import TracebackType
 from typing import Any
 
 from werkzeug.test import EnvironBuilder, run_wsgi_app
@@ -51,13 +51,6 @@ class StandIn(Site):
             raise
         self.faults.changed = self._listen_or_refuse
         self._listen_or_refuse()
-
-    def __enter__(self) -> "StandIn":
-        return self
-
-    def __exit__(self, kind: type[BaseException] | None, problem: BaseException | None,
-                 trace: TracebackType | None) -> None:
-        self.stop()
 
     @property
     def port(self) -> int:

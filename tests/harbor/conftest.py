@@ -40,10 +40,19 @@ def pictures(tmp_path_factory):
     return root
 
 
-@pytest.fixture
-def harbor(pictures):
+@pytest.fixture(scope="session")
+def running(pictures):
     with StandIn(pictures, users={"alice": "velvet", "Bob": "linen"}) as harbor:
         yield harbor
+
+
+@pytest.fixture
+def harbor(running):
+    """The one harbor of all tests, without faults and requests of those before."""
+    running.faults.clear()
+    running.abort_connections()
+    running.requests.clear()
+    return running
 
 
 class Client:
@@ -74,9 +83,10 @@ class Client:
             sock.shutdown(socket.SHUT_WR)
             return self.read(sock)
 
-    def api(self, query: str) -> str:
+    def api(self, query: str, host: str = "api.velvetharbor.example") -> str:
         """The body of the API's answer to what stands behind "method="."""
-        header, _, body = self.exchange(self.request(self.API + query)).partition(b"\r\n\r\n")
+        url = self.API.replace("api.velvetharbor.example", host) + query
+        header, _, body = self.exchange(self.request(url)).partition(b"\r\n\r\n")
         assert b"Response-From: VHAPI" in header.split(b"\r\n")
         return body.decode("ascii")
 

@@ -48,14 +48,11 @@ def test_an_unknown_image_is_a_404_with_a_length(client, path):
 
 
 @pytest.mark.parametrize("host, path, status", [
-    ("velvetharbor.example", "/", 200), ("www.velvetharbor.example", "/quillory/", 200),
-    ("velvetharbor.example", "/contact/", 200), ("velvetharbor.example", "/signup?source=Quillory", 200),
+    ("www.velvetharbor.example", "/quillory/", 200), ("velvetharbor.example", "/api.php", 404),
     ("velvetharbor.example", "/wallpaper/1002", 200), ("velvetharbor.example", "/wallpaper/9", 404),
-    ("velvetharbor.example", "/preview/1002/9x9/GreenMeadow.jpg", 200), ("velvetharbor.example", "/api.php", 404),
-    ("members.velvetharbor.example", "/alice/favorites/?source=Quillory", 200),
-    ("members.velvetharbor.example", "/Bob/uploads/", 200), ("members.velvetharbor.example", "/nobody/", 404),
-    ("api.velvetharbor.example", "/dl/inline/1002/9x9/GreenMeadow.jpg", 404), ("other.velvetharbor.example", "/", 404),
-    ("127.0.0.1:8080", "/dl/inline/1002/9x9/GreenMeadow.jpg", 200), ("", "/", 200),
+    ("members.velvetharbor.example", "/alice/favorites/?source=Quillory", 302),
+    ("api.velvetharbor.example", "/dl/inline/1002/9x9/GreenMeadow.jpg", 404),
+    ("127.0.0.1:8080", "/dl/inline/1002/9x9/GreenMeadow.jpg", 200), ("box.lan", "/quillory/", 200), ("", "/", 200),
 ])
 def test_names_and_paths_lead_to_their_part_of_the_site(client, host, path, status):
     assert client.exchange(client.request(path, host)).startswith(b"HTTP/1.0 %d " % status)
@@ -181,19 +178,20 @@ def test_the_command_lines_form_of_a_fault(text, fault):
 
 
 def test_the_command_line(pictures, tmp_path):
-    script = Path(__file__).parents[2] / "harbor" / "harbor.py"
     log = tmp_path / "log"
-    command = [sys.executable, script, "--pictures", pictures, "--port", "0", "--user", "Dora:wool", "--log", log,
-               "--fault", "page*1 body=hello"]
-    with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as process:
+    command = [sys.executable, "-m", "harbor", "serve", "--pictures", pictures, "--port", "0", "--user", "Dora:wool",
+               "--log", log, "--fault", "page*1 body=hello"]
+    with subprocess.Popen(command, stdout=subprocess.PIPE, text=True, cwd=Path(__file__).parents[2]) as process:
         try:
             port = int(process.stdout.readline().rpartition(":")[2].strip("/\n"))
-            for expected in (b"hello", b"</html>\n"):
+            for path, expected in (("/", b"hello"), ("/api.php?apikey=secret&md5password=secret", b"</error>\n")):
                 with socket.create_connection(("127.0.0.1", port), timeout=5) as sock:
-                    sock.sendall(b"GET /dora/ HTTP/1.0\r\n\r\n")
+                    sock.sendall(b"GET %s HTTP/1.0\r\n\r\n" % path.encode())
+                    sock.shutdown(socket.SHUT_WR)
                     answer = b"".join(iter(lambda: sock.recv(65536), b""))
                     assert answer.endswith(expected)
             eventually(lambda: log.read_text().count("\n") == 2)
             assert json.loads(log.read_text().splitlines()[1])["sent"] == len(answer)
+            assert "secret" not in log.read_text()
         finally:
             process.terminate()
