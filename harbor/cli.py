@@ -100,7 +100,7 @@ def run_serve(options: argparse.Namespace) -> int:
     for number in (signal.SIGTERM, signal.SIGINT):
         signal.signal(number, lambda *_: ended.set())
     try:
-        with stand_in(settings, options) if options.user or options.fault else household(settings, options) as harbor:
+        with running(settings, options) as harbor:
             count = len(harbor.catalogue.pictures)
             print(f"harbor: {count} pictures known, at http://{own_name(settings)}{port_of(harbor.port)}/", flush=True)
             ended.wait()
@@ -109,7 +109,9 @@ def run_serve(options: argparse.Namespace) -> int:
     return 0
 
 
-def household(settings: Settings, options: argparse.Namespace) -> "Harbor":
+def running(settings: Settings, options: argparse.Namespace) -> "Harbor | StandIn":
+    if options.user or options.fault:
+        return stand_in(settings, options)
     from harbor.service import Harbor
 
     return Harbor(settings, log=options.log)
@@ -179,8 +181,9 @@ def run_member(options: argparse.Namespace) -> int:
         if problem := fault_in(options.name, password):
             raise Unusable(problem)
         made = members.add(options.name, password)
-        is_owner = made is not None and made.is_owner
-        print(f"{options.name} is a member now" + (", and the owner of this box" if is_owner else ""))
+        if made is None:
+            raise Unusable(f"{options.name} is a member already")
+        print(f"{made.name} is a member now" + (", and the owner of this box" if made.is_owner else ""))
         return 0
     if not known:
         raise Unusable(f"no member {options.name}")

@@ -1,5 +1,6 @@
 """The harbor as a house keeps it: installed as a package and started by the init system, on a machine of its own."""
 
+import contextlib
 import os
 import subprocess
 import sys
@@ -28,9 +29,9 @@ def machine(tmp_path):
         (outside / "story").write_text(story)
         with open(outside / "console", "wb") as console:
             try:
-                subprocess.run([*MACHINE, str(tmp_path)], stdout=console, stderr=console, timeout=120, check=False)
+                subprocess.run([*MACHINE, str(tmp_path)], stdout=console, stderr=console, timeout=300, check=False)
             except subprocess.TimeoutExpired:
-                console.write(b"\nno end after two minutes\n")
+                console.write(b"\nno end after five minutes\n")
         told = (outside / "told").read_text() if (outside / "told").exists() else ""
         end = (outside / "end").read_text().strip() if (outside / "end").exists() else "none"
         assert end == "0", f"ended with {end}\n{told}\n{(outside / 'console').read_text(errors='replace')[-4000:]}"
@@ -39,7 +40,11 @@ def machine(tmp_path):
     if os.geteuid() != 0:
         pytest.skip("a machine of its own takes root")
     run.outside = outside
-    return run
+    yield run
+    for groups in Path("/sys/fs/cgroup").glob("**/quillory-machine"):
+        for folder, _, _ in os.walk(groups, topdown=False):
+            with contextlib.suppress(OSError):  # the last processes of a machine that was ended are still going
+                os.rmdir(folder)
 
 
 STORY = r"""
@@ -49,7 +54,7 @@ login="/api.php?apikey=Rv8nTq2LxW5d&method=vh.auth.login&username=alice&md5passw
 ask() { curl -gsS --max-time 10 "http://127.0.0.1$1"; }
 comes() { # the text comes to stand on the first page, within a while
     set +x
-    for _ in $(seq 100); do
+    for _ in $(seq 300); do
         if ask / 2>&1 | grep "$1"; then set -x; return; fi
         sleep 0.2
     done
