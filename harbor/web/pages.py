@@ -2,6 +2,7 @@
 
 from collections.abc import Sequence
 from dataclasses import dataclass
+from pathlib import Path
 from typing import Any
 
 from flask import Blueprint, Response, abort, flash, g, jsonify, redirect, render_template, request, url_for
@@ -107,12 +108,16 @@ def wallpaper(id: int) -> str:
                (place.categories[picture.category],
                 url_for("pages.gallery", gallery=picture.gallery, category=picture.category))],
         stars=site.members.stars(id), is_starred=bool(g.me) and id in site.members.favorites(g.me.name),
-        mine=site.members.rating(g.me.name, id) if g.me else None, may_remove=may_remove(sender))
+        mine=site.members.rating(g.me.name, id) if g.me else None, may_remove=may_remove(picture))
 
 
-def may_remove(sender: str | None) -> bool:
+def may_remove(picture: Any) -> bool:
     """What was sent may be removed by its sender and by the owner of the box; what lies in the folder, by nobody."""
-    return bool(g.me and sender and (sender == g.me.name or g.me.is_owner))
+    uploads, members = Path(the_site().settings.uploads), the_site().members
+    place = Path(picture.file)
+    if not g.me or not place.is_relative_to(uploads):
+        return False
+    return g.me.is_owner or (picture.id in members.uploads(g.me.name) and place.parent == uploads / g.me.name)
 
 
 def view_size(picture: Any) -> tuple[int, int]:

@@ -116,11 +116,10 @@ def _put(coming: Path, folder: Path, stem: str, suffix: str) -> Path:
 def remove(id: int) -> Any:
     need_login()
     site, picture = the_site(), the_picture(id)
-    if not may_remove(site.members.sender(id)):
-        abort(403, "A picture is removed by who sent it, or by the owner of this box.")
+    if not may_remove(picture):
+        abort(403, "A picture is removed by who sent it, or by the owner of this box; what lies in the folder that the "
+                   "harbor serves is removed there.")
     path = Path(picture.file)
-    if not path.resolve().is_relative_to(Path(site.settings.uploads).resolve()):
-        abort(403, "This picture lies in the folder that the harbor serves; it is removed there.")
     path.unlink(missing_ok=True)
     site.catalogue.look_at(path)
     site.members.remove_upload(id)
