@@ -21,7 +21,7 @@ def picture(colour="navy", size=(1600, 1000), kind="JPEG") -> bytes:
 @pytest.fixture
 def house(pictures, tmp_path):
     """A new box: pictures, but no member yet."""
-    settings = Settings.read(None, pictures=pictures, state=tmp_path / "state", bind=["127.0.0.1"], port=0)
+    settings = Settings(pictures, state=tmp_path / "state", bind=("127.0.0.1",), port=0)
     with Harbor(settings) as harbor:
         harbor.catalogue.scan()
         yield harbor
