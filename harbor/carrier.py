@@ -1,5 +1,7 @@
 """How a household's harbor is carried to the net: waitress, within limits of its own."""
 
+import contextlib
+import ctypes
 import errno
 import logging
 import resource
@@ -104,6 +106,7 @@ class Carrier:
         self._dispatcher = ThreadedTaskDispatcher()
         self._dispatcher.set_thread_count(THREADS)
         _Server.most_connections = min(MOST_CONNECTIONS, descriptors() - OWN_FILES)
+        give_memory_back()
         self._servers = [
             _Server(self._application, map=self._map, dispatcher=self._dispatcher, adj=adjustments, _sock=each,
                     sockinfo=(each.family, each.type, each.proto, each.getsockname()), bind_socket=False)
@@ -145,6 +148,15 @@ class Carrier:
         headers = answer.headers | {"Content-Length": len(answer.body)}
         start_response(answer.status, [(name, str(value)) for name, value in headers.items() if value is not None])
         return [b"" if only_head else answer.body]
+
+
+def give_memory_back() -> None:
+    """Has the memory of a picture returned to the system when the picture has gone. The C library would keep it after a
+    while, for each thread anew (mallopt(3)); where it is another library, it does as it does."""
+    with contextlib.suppress(OSError, AttributeError):
+        mallopt = ctypes.CDLL(None).mallopt
+        mallopt(-3, 1 << 20)  # M_MMAP_THRESHOLD: what is larger has pages of its own
+        mallopt(-8, 2)  # M_ARENA_MAX
 
 
 def descriptors() -> int:

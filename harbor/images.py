@@ -16,6 +16,7 @@ from harbor.catalogue import Catalogue
 from harbor.pictures import CONTENT_TYPES, MOST_BYTES, READ, Picture, memory_for, orientation
 
 LARGEST_SIDE = 8192
+LARGEST_SIZE = 40_000_000  # pixels: a screen of 8K has 33 million
 MOST_KEPT = 500_000_000  # bytes of scaled pictures on the disk
 MOST_WAITING = 16
 _SRGB = ImageCms.createProfile("sRGB")
@@ -33,7 +34,8 @@ class Turns:
     """Who may scale now: two at a time, and no more than fit into the memory for it together; so many wait for that."""
 
     def __init__(self, at_once: int = 2, memory: int = MOST_BYTES, waiting: int = MOST_WAITING):
-        self._places, self._free, self._waiting = at_once, memory, waiting
+        self._places, self._waiting = at_once, waiting
+        self._most = self._free = memory
         self._changed = threading.Condition()
 
     @contextlib.contextmanager
@@ -42,6 +44,7 @@ class Turns:
             if self._waiting == 0:
                 raise Busy
             self._waiting -= 1
+            memory = min(memory, self._most)  # one alone may always go
             self._changed.wait_for(lambda: self._places > 0 and self._free >= memory)
             self._waiting += 1
             self._places -= 1
@@ -101,7 +104,7 @@ class Images:
 
     def _make(self, picture: Picture, size: tuple[int, int]) -> bytes:
         try:
-            with Image.open(picture.path, formats=READ) as image, self._turns.take(memory_for(image)):
+            with Image.open(picture.path, formats=READ) as image, self._turns.take(memory_for(image, size)):
                 return render(image, picture.format, size)
         except (Busy, MemoryError):
             raise

@@ -5,7 +5,7 @@ import os
 import re
 import unicodedata
 import warnings
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 from pathlib import Path
 from typing import BinaryIO
 
@@ -53,14 +53,14 @@ class Picture:
     gallery: str = ""  # the keys of its gallery and category
     category: str = ""
     points: int = 0  # the members' average rating
+    ratio: float = field(init=False)  # of its width to its height
+
+    def __post_init__(self) -> None:
+        self.ratio = self.size[0] / self.size[1]
 
     @property
     def path(self) -> Path:
         return Path(self.file)
-
-    @property
-    def ratio(self) -> float:
-        return self.size[0] / self.size[1]
 
     @property
     def stem(self) -> str:
@@ -120,10 +120,11 @@ def orientation(image: Image.Image) -> int:
     return int(value) if isinstance(value, int) else 1
 
 
-def memory_for(image: Image.Image) -> int:
-    """Bytes that an image takes while it is scaled: four a pixel, and again for the copy that most modes need."""
+def memory_for(image: Image.Image, size: tuple[int, int] = (0, 0)) -> int:
+    """Bytes that an image takes while it is scaled to a size: four for each pixel before and after, and again for the
+    copy that most modes need."""
     is_plain = image.mode in ("L", "RGB", "CMYK") and "transparency" not in image.info
-    return int(image.width * image.height * (4 if is_plain else 8))
+    return int(image.width * image.height * (4 if is_plain else 8) + size[0] * size[1] * 8)
 
 
 def _fingerprint(file: BinaryIO) -> bytes:

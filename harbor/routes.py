@@ -9,7 +9,7 @@ from urllib.parse import unquote
 from harbor.answers import BAD_REQUEST, BROKEN_SERVICE, Answer, ApiError, error, file, not_found, page
 from harbor.api import Api, Parameters
 from harbor.catalogue import Catalogue
-from harbor.images import LARGEST_SIDE, Broken, Busy, Images
+from harbor.images import LARGEST_SIDE, LARGEST_SIZE, Broken, Busy, Images
 from harbor.names import DOMAIN, Names
 from harbor.releases import Releases
 
@@ -101,7 +101,8 @@ class Routes:
             return not_found("image")
         picture = self._catalogue.pictures.get(int(asked[1]))
         size = int(asked[2]), int(asked[3])
-        if picture is None or picture.filename != asked[4] or not all(1 <= side <= LARGEST_SIDE for side in size):
+        is_screen = all(1 <= side <= LARGEST_SIDE for side in size) and size[0] * size[1] <= LARGEST_SIZE
+        if picture is None or picture.filename != asked[4] or not is_screen:
             return not_found("image")
         try:
             return file(*self._images.scaled(picture, size), label="image")
