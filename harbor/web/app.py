@@ -5,7 +5,8 @@ import secrets
 from datetime import timedelta
 from typing import Any
 
-from flask import Flask, Response, abort, current_app, g, jsonify, redirect, render_template, request, session, url_for
+from flask import (Flask, Request, Response, abort, current_app, g, jsonify, redirect, render_template, request, session,
+                   url_for)
 from markupsafe import Markup
 from werkzeug.exceptions import HTTPException
 
@@ -16,11 +17,19 @@ POLICY = ("default-src 'none'; img-src 'self'; style-src 'self'; script-src 'sel
 PICTURES_AT_ONCE = 8  # as many of the largest pictures may come in one form that works without script
 
 
+LARGEST_FORM = 1 << 16  # bytes of everything that is typed; only a member's pictures may be more
+
+
+class Asked(Request):
+    max_form_memory_size = LARGEST_FORM
+
+
 def create_app(site: Any) -> Flask:
     """`site` is the running harbor: its settings, catalogue, members, images and releases."""
     from harbor.web import account, pages, sending
 
     app = Flask("harbor.web", static_folder="static", template_folder="templates", root_path=__path())
+    app.request_class = Asked
     app.config.update(
         SECRET_KEY=site.members.secret(),
         SESSION_COOKIE_NAME="harbor",
@@ -92,6 +101,10 @@ def _token() -> str:
 
 def _check_the_token() -> None:
     if request.method not in ("GET", "HEAD", "OPTIONS"):
+        if request.endpoint == "sending.send":
+            need_login()  # before anything large is looked at
+        elif (request.content_length or 0) > LARGEST_FORM:
+            abort(413)
         known, given = session.get("token", ""), request.form.get("token", "")
         if not known or not hmac.compare_digest(given.encode(), known.encode()):
             abort(403, "This page was open for too long. Please go back, load it again, and try once more.")

@@ -218,6 +218,10 @@ def test_what_strangers_may_try(house):
     visitor.ask("GET", "/signup")
     for name in ("", "..", ".bob", "a b", "a/b", "x" * 33, "alice", "ALICE"):
         assert visitor.post("/signup", username=name, password="x", again="x") == 400, name
+    flood = b"token=" + b"x" * 2_000_000
+    assert visitor.ask("POST", "/login", flood)[0].status == 413
+    assert alice.ask("POST", "/send", flood)[0].status == 413
+    assert Visitor(house.port).ask("POST", "/send", flood)[0].status == 403
     tries = [visitor.post("/login", username="alice", password="wrong") for _ in range(11)]
     assert tries == [400] * 10 + [429]
     for path in ("/wallpaper/1", "/wallpaper/99999999999999999999", "/members/nobody/", "/gallery/x/",
