@@ -74,13 +74,15 @@ def main():
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, lambda *_: sys.exit(0))
     try:
-        settings = Settings(pathlib.Path(options.pictures), state=ROOT / "build" / "harbor", bind=("127.0.0.1",), port=80)
+        state = ROOT / "build" / "harbor"
+        settings = Settings(pathlib.Path(options.pictures), state=state, bind=("127.0.0.1",), port=80)
         with Harbor(settings) as harbor, open_door(harbor, options.door) as address:
             harbor.members.add(USER, PASSWORD)  # unless an earlier run has
             print(f"The harbor's pages are at {address}", flush=True)
             with Desktop(options.size, display=os.environ["DISPLAY"]) as desktop:
                 desktop.start(PROGRAM)
-                print(f"Log in as {USER}, password {PASSWORD}. Quit Quillory, its desktop, or this by Ctrl-C.", flush=True)
+                print(f"Log in as {USER}, password {PASSWORD}. Quit Quillory, its desktop, or this by Ctrl-C.",
+                      flush=True)
                 wait_for_end(desktop)
     except Unusable as problem:
         sys.exit(f"./run: {problem}")

@@ -5,8 +5,8 @@ import secrets
 from datetime import timedelta
 from typing import Any
 
-from flask import (Flask, Request, Response, abort, current_app, g, jsonify, redirect, render_template, request, session,
-                   url_for)
+from flask import (Flask, Request, Response, abort, current_app, g, jsonify, redirect, render_template, request,
+                   session, url_for)
 from markupsafe import Markup
 from werkzeug.exceptions import HTTPException
 

@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import re
 import subprocess
 import sys
 from pathlib import Path
@@ -10,9 +11,11 @@ import pytest
 from PIL import Image
 
 ROOT = Path(__file__).parents[2]
-sys.path.insert(0, str(ROOT / "scripts"))
+sys.path[:0] = [str(ROOT), str(ROOT / "scripts")]
 
 from deb import make_deb  # noqa: E402
+
+from harbor.names import Names  # noqa: E402
 
 MACHINE = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--net", "--uts", "--ipc",
            str(ROOT / "tests" / "harbor" / "machine.sh")]
@@ -124,3 +127,18 @@ def test_the_unit_is_hardened():
     judged = subprocess.run(["systemd-analyze", "security", "--offline=true", "--threshold=20",
                              str(ROOT / "packaging" / "harbor" / "harbor.service")], capture_output=True, text=True)
     assert judged.returncode == 0, judged.stdout[-400:]
+
+
+@pytest.mark.parametrize("site", ["", "box.lan", "192.168.1.20"])
+def test_quillory_and_the_harbor_know_the_same_addresses(tmp_path, site):
+    for room in ("src", "cmake", "scripts"):
+        (tmp_path / room).symlink_to(ROOT / room)
+    settings = [f"-DQUILLORY_SITE={site}", f"-DQUILLORY_UPDATE_KEY={'0' * 128}"]
+    subprocess.run(["cmake", *settings, "-P", "cmake/Endpoints.cmake"], cwd=tmp_path, check=True)
+    header = (tmp_path / "generated" / "core" / "Endpoints.h").read_text()
+    known = dict(re.findall(r'(\w+) = L"([^"]*)";', header))
+    names = Names.of(known["ApiHost"])
+    assert (known["SiteHomeUrl"], known["MemberSiteUrl"], known["WallpaperInlineUrl"]) == (
+        names.home, names.members, names.images)
+    assert names.releases == known["UpdateStaticUrl"]
+    assert known["SiteDomain"] in names.wallpapers  # or the client takes the link for another site's
