@@ -92,7 +92,7 @@ def lint(part):
 
 def harbor(part):
     part.run(PYTHON, "-m", "mypy", minutes=5)
-    part.run(*PYTEST, "tests/harbor", f"--junitxml={part.reports}/harbor.xml", minutes=5)
+    part.run(*PYTEST, "tests/harbor", f"--junitxml={part.reports}/harbor.xml", minutes=10)
 
 
 def wine(part):
