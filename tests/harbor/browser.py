@@ -4,7 +4,8 @@ import base64
 from pathlib import Path
 
 from selenium import webdriver
-from selenium.common.exceptions import WebDriverException
+from selenium.common.exceptions import (NoSuchElementException, StaleElementReferenceException, TimeoutException,
+                                        WebDriverException)
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import WebDriverWait
@@ -97,7 +98,12 @@ class Browser:
         self._until(lambda _: text in self.text, text)
 
     def _until(self, condition, what: str):
-        WebDriverWait(self._driver, 20).until(condition, f"waited for {what}; the page says:\n{self.text}")
+        # A page may go while it is read.
+        wait = WebDriverWait(self._driver, 20, ignored_exceptions=[NoSuchElementException, StaleElementReferenceException])
+        try:
+            wait.until(condition)
+        except TimeoutException:
+            raise AssertionError(f"waited for {what}; the page says:\n{self.text}") from None
 
     def dark(self):
         dark = {"features": [{"name": "prefers-color-scheme", "value": "dark"}]}
