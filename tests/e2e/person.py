@@ -37,7 +37,8 @@ class Person:
         design = form(name)
         width = round(design.width * self.desktop.dpi / 96)
         for window in self.probe.windows():
-            same = window.text == design.caption and (window.place[2] == width or window.minimized)
+            wide = abs(window.place[2] - width) <= 1  # edges are rounded, and not lengths
+            same = window.text == design.caption and (wide or window.minimized)
             if same and (window.visible or even_hidden) and self.is_ours(window):
                 return window
         return None

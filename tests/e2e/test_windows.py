@@ -39,7 +39,7 @@ class Album:
         design = form(name)
         size = [self.scaled(length) for length in (design.width, design.height + taller)]
         window = until(
-            lambda: (seen := self.person.window(name)) and list(seen.place[2:]) == size and seen,
+            lambda: (seen := self.person.window(name)) and near(seen.place[2:], size, 1) and seen,
             lambda: f"{name} of {size}, not {self.person.window(name).place}",
         )
         left, top, width, height = window.place
