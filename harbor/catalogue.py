@@ -30,6 +30,7 @@ LOOSE_CATEGORY = "General"
 LOOSE_CATEGORY_ALIAS = "Miscellaneous"
 
 SHOW_EVERY = 5.0  # seconds, while a long look at new pictures goes on
+AT_ONCE = 100  # pictures that are taken in by one transaction
 
 
 def drawn(picture: Picture) -> int:
@@ -195,7 +196,20 @@ class Catalogue:
             fresh = [path for path, stamp in found.items() if self._is_news(path, stamp)]
             # Ids follow the age of what comes together; among files of one second the name decides.
             fresh.sort(key=lambda path: (found[path].nanoseconds // 10 ** 9, path))
-            self._take_over(fresh, self._known.keys() - found.keys())
+            gone = self._known.keys() - found.keys()
+            free = self._set_free(fresh, gone)
+        # A first look takes minutes; who sends a picture meanwhile must not wait for all of it.
+        since = time.monotonic()
+        for start in range(0, len(fresh), AT_ONCE):
+            with self._changing:
+                self._take_in(fresh[start:start + AT_ONCE], free)
+                if time.monotonic() > since + SHOW_EVERY:
+                    self._show()
+                    since = time.monotonic()
+        with self._changing:
+            self._forget(gone)
+            if fresh or gone:
+                self._show()
 
     def look_at(self, path: Path | str) -> Picture | None:
         """Takes one file in, or out if it is gone or unreadable; what is offered of it now."""
@@ -204,11 +218,13 @@ class Catalogue:
             try:
                 is_there = os.path.isfile(file)
                 if is_there and self._is_news(file, Stamp.of(os.stat(file))):
-                    self._take_over([file], set())
+                    self._take_in([file], self._set_free([file], set()))
+                    self._show()
             except OSError:
                 is_there = False
-            if not is_there:
-                self._take_over([], {file} & self._known.keys())
+            if not is_there and file in self._known:
+                self._forget({file})
+                self._show()
             picture = self._known.get(file)
             return picture and self.pictures.get(picture.id)
 
@@ -271,12 +287,11 @@ class Catalogue:
 
     # ------------------------------------------------------------------------------------------ what has changed
 
-    def _take_over(self, fresh: list[str], gone: set[str]) -> None:
-        if not fresh and not gone:
-            return
-        changed = {path for path in fresh if path in self._known}
-        free = Free(gone | changed)
-        since = time.monotonic()
+    def _set_free(self, fresh: list[str], gone: set[str]) -> "Free":
+        return Free(gone | {path for path in fresh if path in self._known})
+
+    def _take_in(self, fresh: list[str], free: "Free") -> None:
+        """Takes in files that are new or have changed."""
         looked: list[tuple[str, Stamp, Look]] = []
         for path in fresh:
             try:
@@ -285,18 +300,16 @@ class Catalogue:
                 self._left_out.pop(path, None)
             except (OSError, Unreadable) as problem:
                 self._leave_out(path, self._stamp(path), getattr(problem, "strerror", None) or str(problem))
-            if time.monotonic() > since + SHOW_EVERY:
-                self._keep(looked, free)
-                self._show()
-                looked, since = [], time.monotonic()
         self._keep(looked, free)
+
+    def _forget(self, gone: set[str]) -> None:
+        """Offers files no more that are gone; their rows stay, for the day that they come back."""
         with self._store.change() as db:
             for path in gone & self._known.keys():
                 db.execute("UPDATE picture SET is_here = 0 WHERE id = ?", (self._known[path].id,))
         for path in gone:
             self._known.pop(path, None)
             self._left_out.pop(path, None)
-        self._show()
 
     @staticmethod
     def _stamp(path: str) -> Stamp:
