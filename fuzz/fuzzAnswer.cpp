@@ -1,8 +1,7 @@
 #include "fuzzAnswer.h"
 
-#include <algorithm>
-#include <cstdlib>
-
+#include "Fuzz.h"
+#include "GuideCloser.h"
 #include "api/CVHAPI.h"
 #include "core/modMisc.h"
 #include "net/modSocketMaster.h"
@@ -12,43 +11,16 @@
 #include "program/Program.h"
 #include "program/Service.h"
 #include "state/modGlobals.h"
-#include "ui/frmQuickStart.h"
 #include "ui/windows.h"
 
 namespace {
 
-void require(bool condition) {
-    if (!condition) std::abort();
+/// An answer's segments, none of them empty.
+std::vector<std::string> segmentsOf(const std::uint8_t* data, std::size_t size) {
+    std::vector<std::string> segments = piecesOf(data, size);
+    std::erase(segments, std::string());
+    return segments;
 }
-
-std::vector<std::string> answerPieces(const std::uint8_t* data, std::size_t size) {
-    std::vector<std::string> pieces;
-    for (std::size_t at = 0; at < size;) {
-        const std::size_t length = std::min<std::size_t>(data[at], size - at - 1);
-        if (length > 0) pieces.emplace_back(reinterpret_cast<const char*>(data) + at + 1, length);
-        at += 1 + length;
-    }
-    return pieces;
-}
-
-/// While it lives, somebody closes the guide that a login opens: its modal loop would wait for ever.
-class GuideCloser {
-public:
-    GuideCloser() {
-        [[maybe_unused]] static const bool added = [] {
-            headless::addMessageSource([](int) {
-                if (present && frmQuickStart.isLoaded()) headless::post([] { frmQuickStart.Unload(); });
-                return present;
-            });
-            return true;
-        }();
-        present = true;
-    }
-    ~GuideCloser() { present = false; }
-
-private:
-    static inline bool present = false;
-};
 
 /// Asks for the gallery tree and lets the answer come in whole.
 void ask(Service& site) {
@@ -66,7 +38,7 @@ void fuzzAnswer(const std::uint8_t* data, std::size_t size) {
     const GuideCloser somebody;
     {
         Service site;
-        site.replies = {{"method=vh.getGalleries", {answerPieces(data, size)}}};
+        site.replies = {{"method=vh.getGalleries", {segmentsOf(data, size)}}};
         try {
             ask(site);
         } catch (const headless::ProcessEnded&) { // an update's end is an answer's good right
@@ -81,9 +53,4 @@ void fuzzAnswer(const std::uint8_t* data, std::size_t size) {
     require(InstanceCount == 0);
 }
 
-#ifdef FUZZER
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzzAnswer(data, size);
-    return 0;
-}
-#endif
+FUZZ_TARGET(fuzzAnswer)

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "../tests/net/Peer.h"
+#include "Fuzz.h"
 #include "net/CDownload.h"
 #include "net/modSocketMaster.h"
 #include "platform/Files.h"
@@ -17,20 +18,6 @@
 namespace {
 
 const std::wstring file = L"C:\\fuzzed";
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
-std::vector<std::string> piecesOf(const std::uint8_t* data, std::size_t size) {
-    std::vector<std::string> pieces;
-    for (std::size_t at = 0; at < size;) {
-        const std::size_t length = std::min<std::size_t>(data[at], size - at - 1);
-        pieces.emplace_back(reinterpret_cast<const char*>(data) + at + 1, length);
-        at += 1 + length;
-    }
-    return pieces;
-}
 
 bool mentionsLocation(std::string head) {
     std::ranges::transform(head, head.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
@@ -105,9 +92,4 @@ void fuzzDownload(const std::uint8_t* data, std::size_t size) {
     require(platform::readWholeFile(file) == body);
 }
 
-#ifdef FUZZER
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzzDownload(data, size);
-    return 0;
-}
-#endif
+FUZZ_TARGET(fuzzDownload)

@@ -1,6 +1,7 @@
 #include "platform/Desktop.h"
 
 #include "platform/ToolkitPeer.h"
+#include "platform/headless/Kill.h"
 #include "platform/headless/State.h"
 #include "platform/headless/Toolkit.h"
 
@@ -19,6 +20,7 @@ Rect workArea() { return state.workArea; }
 std::optional<Point> cursorPosition() { return state.cursor; }
 
 bool setWallpaper(const std::wstring& path, std::uint32_t flags) {
+    headless::touch();
     state.wallpapers.push_back({path, flags});
     return state.wallpaperTaken;
 }

@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include "platform/RunTimeError.h"
+#include "platform/headless/Kill.h"
+#include "platform/headless/Loop.h"
 #include "platform/headless/State.h"
 
 namespace fs = std::filesystem;
@@ -105,6 +107,8 @@ bool isInUse(const fs::path& host) {
 
 /// Raises what a test has asked of this call.
 void failIfTold(FileCall call, const std::wstring& path) {
+    if (call != FileCall::write) headless::touch();
+    if (headless::wasKilled()) throw RunTimeError(errors::deviceIOError);
     if (disk().nthCall > 0 && --disk().nthCall == 0) {
         disk().nthFailed = true;
         throw RunTimeError(disk().nthNumber);
@@ -190,11 +194,15 @@ void failNthFileCall(std::size_t n, std::int32_t number) {
 
 bool nthFileCallFailed() { return disk().nthFailed; }
 
-void resetFiles() {
+void closeFiles() {
     disk().open.clear();
-    disk().bits.clear();
     disk().faults.clear();
     failNthFileCall(0, 0);
+}
+
+void resetFiles() {
+    closeFiles();
+    disk().bits.clear();
     for (const auto& entry : fs::directory_iterator(disk().root / "C:")) fs::remove_all(entry.path());
 }
 
@@ -265,13 +273,16 @@ std::int64_t fileLength(std::int16_t number) {
 void writeFile(std::int16_t number, std::int64_t position, const std::string& bytes) {
     const OpenFile& file = openFile(number);
     failIfTold(FileCall::write, file.path);
+    const bool killed = headless::isKilledHere();
+    const std::size_t end = killed ? bytes.size() / 2 : bytes.size();
     std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t written = ::pwrite(file.handle.fd, bytes.data() + done, bytes.size() - done,
-                                         position - 1 + static_cast<std::int64_t>(done));
+    while (done < end) {
+        const ssize_t written =
+            ::pwrite(file.handle.fd, bytes.data() + done, end - done, position - 1 + static_cast<std::int64_t>(done));
         if (written < 0) throw RunTimeError(errno == ENOSPC ? errors::diskFull : errors::deviceIOError);
         done += static_cast<std::size_t>(written);
     }
+    if (killed) throw headless::ProcessEnded{};
 }
 
 void flushFile(std::int16_t number) { failIfTold(FileCall::flush, openFile(number).path); }

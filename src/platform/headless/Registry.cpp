@@ -1,6 +1,7 @@
 #include "platform/Registry.h"
 
 #include "platform/Text.h"
+#include "platform/headless/Kill.h"
 #include "platform/headless/State.h"
 
 namespace {
@@ -27,7 +28,8 @@ std::optional<RegistryValue> queryRegistryValue(std::uint32_t hive, const std::w
 
 void setRegistryValue(std::uint32_t hive, const std::wstring& path, const std::wstring& name, std::uint32_t type,
                       const std::string& data) {
-    if (hive == hkeyCurrentUser) headless::registry()[keyOf(path, name)] = {type, data};
+    headless::touch();
+    if (hive == hkeyCurrentUser && !headless::wasKilled()) headless::registry()[keyOf(path, name)] = {type, data};
 }
 
 } // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/Shell.h"
 
+#include "platform/headless/Kill.h"
 #include "platform/headless/State.h"
 
 using headless::state;
@@ -10,6 +11,7 @@ std::wstring applicationDataFolder(WindowHandle) { return state.applicationData;
 
 std::int32_t shellExecute(WindowHandle owner, const std::wstring& operation, const std::wstring& target,
                           const std::wstring& parameters, const std::wstring& directory, std::int32_t showCommand) {
+    headless::touch();
     state.started.push_back({owner, operation, target, parameters, directory, showCommand});
     return state.shellResult;
 }

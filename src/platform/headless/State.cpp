@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "platform/headless/Kill.h"
 #include "platform/headless/Loop.h"
 #include "platform/headless/Sockets.h"
 #include "platform/headless/Toolkit.h"
@@ -42,7 +43,40 @@ bool CaselessOrder::operator()(const std::pair<std::wstring, std::wstring>& left
     return first < 0 || (first == 0 && compare(left.second, right.second) < 0);
 }
 
+namespace {
+
+std::size_t callsToKill = 0;
+bool killed = false;
+
+} // namespace
+
+void killAtCall(std::size_t n) {
+    callsToKill = n;
+    killed = false;
+}
+
+bool wasKilled() { return killed; }
+
+bool isKilledHere() {
+    if (callsToKill > 0 && --callsToKill == 0) killed = true;
+    return killed;
+}
+
+void touch() {
+    if (const bool before = killed; isKilledHere() && !before) throw ProcessEnded{};
+}
+
+void nextProcess() {
+    killAtCall(0);
+    resetNetwork();
+    resetLoop();
+    resetToolkit();
+    closeFiles();
+    state.trayIcon.reset();
+}
+
 void reset() {
+    killAtCall(0);
     resetNetwork();
     resetLoop();
     resetToolkit();
