@@ -9,3 +9,4 @@ add_custom_command(
     DEPENDS ${art_sources} ${CMAKE_SOURCE_DIR}/src/art/render
     COMMENT "Rendering the art"
     VERBATIM)
+add_custom_target(quillory_art DEPENDS ${QUILLORY_ART_RC})

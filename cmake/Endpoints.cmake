@@ -24,5 +24,23 @@ set(QUILLORY_WALLPAPER_INLINE_URL ${wallpaper_inline} CACHE STRING "Base of wall
 set(QUILLORY_UPDATE_STATIC_URL ${update_static} CACHE STRING "First accepted base of updates")
 set(QUILLORY_UPDATE_DOWNLOAD_URL ${site_home}quillory/dl/ CACHE STRING "Second accepted base of updates")
 
+set(QUILLORY_UPDATE_KEY "" CACHE STRING
+    "Public key that updates are signed for, 128 hexadecimal digits (default: that of build/signing-key.pem)")
+
+# Wherever an address is put together with a path, it has to end where the path begins.
+foreach(name SITE_HOME MEMBER_SITE WALLPAPER_INLINE UPDATE_STATIC UPDATE_DOWNLOAD)
+    if(NOT QUILLORY_${name}_URL MATCHES "^http://[^/ ]+/(.*/)?$" OR QUILLORY_${name}_URL MATCHES "[ \"\\\\]")
+        message(FATAL_ERROR "QUILLORY_${name}_URL has to be an address with a slash at its end, not \"${QUILLORY_${name}_URL}\"")
+    endif()
+endforeach()
+if(NOT QUILLORY_UPDATE_KEY)
+    # What is built here for a try takes the updates that are made here for a try.
+    execute_process(COMMAND /usr/bin/python3 ${CMAKE_SOURCE_DIR}/scripts/signing.py ${CMAKE_SOURCE_DIR}/build/signing-key.pem
+        OUTPUT_VARIABLE QUILLORY_UPDATE_KEY OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+endif()
+if(NOT QUILLORY_UPDATE_KEY MATCHES "^[0-9a-f]+$")
+    message(FATAL_ERROR "QUILLORY_UPDATE_KEY has to be 128 hexadecimal digits")
+endif()
+
 set(QUILLORY_GENERATED ${CMAKE_BINARY_DIR}/generated)
 configure_file(${CMAKE_SOURCE_DIR}/src/core/Endpoints.h.in ${QUILLORY_GENERATED}/core/Endpoints.h @ONLY)

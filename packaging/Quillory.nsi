@@ -1,32 +1,50 @@
-; Quillory-Setup.exe. scripts/release defines VERSION, PAGE (the product page), FILES (a folder with the files of the
-; release), ART (the rendered pictures) and OUTPUT.
+; Quillory-Setup.exe. scripts/release defines VERSION, PAGE (the product page), FILES (a folder with the archive of the
+; release, its update.exe and its licence), ART (the rendered pictures), KILOBYTES (what it takes) and OUTPUT.
 ;
-; Silent: Quillory-Setup.exe /S [/AllUsers | /CurrentUser], and the same for Uninstall.exe, which then keeps the data.
+;   Quillory-Setup.exe [/S] [/AllUsers | /CurrentUser] [/Start | /NoStart] [/Close] [/Older] [/D=FOLDER]
+;   Uninstall.exe      [/S] [/Close] [/Data]
+;
+;   /S            silent: nothing is asked and nothing shown
+;   /AllUsers     for all who use the computer, with an administrator's rights; /CurrentUser is for one person alone
+;   /Start        Quillory starts with Windows; as long as nobody says otherwise, at the first time it will
+;   /Close        ends a Quillory that runs
+;   /Older        goes back from a newer version
+;   /D=FOLDER     where to; the last of the line, without quotes
+;   /Data         removes settings and wallpaper too
+;
+; Both end with one of the codes below. What ends with another than 0 has changed nothing.
+
+!define DONE 0
+!define CANCELLED 1       ; by the person
+!define FAILED 2          ; the files could not be written
+!define REFUSED 3         ; a switch or a folder that cannot be used
+!define HELD 4            ; Quillory runs, or another program holds its files
+!define NEEDS_RIGHTS 5    ; an administrator's
+!define BUSY 6            ; another setup is at work
+!define OLDER 7           ; a newer version is installed
 
 Unicode true
 SetCompressor /SOLID lzma
 SetDateSave off ; the times of this build would make every setup a different one
+RequestExecutionLevel user
 ManifestDPIAware true
+ManifestLongPathAware true
+ManifestSupportedOS all
+AllowSkipFiles off
 
 !define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\Quillory"
 !define RUN_KEY "Software\Microsoft\Windows\CurrentVersion\Run"
 
-!define MULTIUSER_EXECUTIONLEVEL Highest
-!define MULTIUSER_MUI
-!define MULTIUSER_INSTALLMODE_COMMANDLINE
-!define MULTIUSER_INSTALLMODE_INSTDIR "Quillory"
-!define MULTIUSER_INSTALLMODE_DEFAULT_REGISTRY_KEY "${UNINSTALL_KEY}"
-!define MULTIUSER_INSTALLMODE_DEFAULT_REGISTRY_VALUENAME "InstallLocation"
-!define MULTIUSER_INSTALLMODE_INSTDIR_REGISTRY_KEY "${UNINSTALL_KEY}"
-!define MULTIUSER_INSTALLMODE_INSTDIR_REGISTRY_VALUENAME "InstallLocation"
-!include MultiUser.nsh
 !include MUI2.nsh
+!include nsDialogs.nsh
 !include LogicLib.nsh
 !include FileFunc.nsh
+!include WordFunc.nsh
 
 Name "Quillory"
 OutFile "${OUTPUT}"
 BrandingText "Quillory ${VERSION}"
+InstallDir "\Quillory" ; no place yet, and what is put behind a folder that is browsed to
 VIProductVersion "${VERSION}.0"
 VIAddVersionKey "ProductName" "Quillory"
 VIAddVersionKey "CompanyName" "Quillory"
@@ -34,6 +52,20 @@ VIAddVersionKey "FileDescription" "Quillory Setup"
 VIAddVersionKey "FileVersion" "${VERSION}"
 VIAddVersionKey "ProductVersion" "${VERSION}"
 VIAddVersionKey "LegalCopyright" "MIT License"
+
+Var Kind          ; AllUsers or CurrentUser
+Var KindIsGiven   ; by a switch
+Var Startup       ; Start or NoStart, if a switch says so
+Var Close         ; a switch: end Quillory
+Var Older         ; a switch
+Var Data          ; a switch
+Var Rest          ; of the command line
+Var Earlier       ; the folder of the copy that is installed for this kind
+Var EarlierText   ; what the first page says of it
+Var EarlierVersion
+Var WasRunning
+Var Lock
+Var ForAll        ; a control
 
 !define MUI_ICON "${ART}/quillory.ico"
 !define MUI_UNICON "${ART}/quillory.ico"
@@ -43,7 +75,12 @@ VIAddVersionKey "LegalCopyright" "MIT License"
 !define MUI_WELCOMEFINISHPAGE_BITMAP "${ART}/installer-side.bmp"
 !define MUI_UNWELCOMEFINISHPAGE_BITMAP "${ART}/installer-side.bmp"
 !define MUI_ABORTWARNING
+!define MUI_CUSTOMFUNCTION_ABORT cancelled
 !define MUI_COMPONENTSPAGE_SMALLDESC
+!define MUI_WELCOMEPAGE_TITLE "Quillory ${VERSION}"
+!define MUI_WELCOMEPAGE_TEXT "Quillory keeps your desktop wallpaper changing: it logs in to the Velvet Harbor site, \
+asks for one wallpaper at the pace that you choose, and fetches it at the exact size of your \
+screen.$\r$\n$\r$\n$EarlierText"
 !define MUI_FINISHPAGE_RUN
 !define MUI_FINISHPAGE_RUN_FUNCTION startQuillory
 !define MUI_FINISHPAGE_LINK "${PAGE}"
@@ -51,7 +88,8 @@ VIAddVersionKey "LegalCopyright" "MIT License"
 
 !insertmacro MUI_PAGE_WELCOME
 !insertmacro MUI_PAGE_LICENSE "${FILES}/LICENSE.txt"
-!insertmacro MULTIUSER_PAGE_INSTALLMODE
+Page custom askKind takeKind
+!define MUI_PAGE_CUSTOMFUNCTION_LEAVE checkFolder
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_COMPONENTS
 !insertmacro MUI_PAGE_INSTFILES
@@ -60,49 +98,353 @@ VIAddVersionKey "LegalCopyright" "MIT License"
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE "English"
 
-!define RUNNING_TEXT "Quillory is running.$\r$\n$\r$\nPlease choose $\"Exit Quillory$\" in the menu of its icon \
-beside the clock, and then Retry."
+!define RUNNING_TEXT "Quillory is running.$\r$\n$\r$\nShall it be closed now?"
 !define DATA_TEXT "Remove your settings, your saved login and the folder of your wallpaper as well?"
 
-; Quillory holds this mutex while it runs. One that may not be opened is there too.
-!macro REFUSE_WHILE_QUILLORY_RUNS
-    ${Do}
-        System::Call 'kernel32::OpenMutexW(i 0x100000, i 0, w "Local\Quillory.Running") p .r0 ?e'
-        Pop $1
-        ${If} $0 P<> 0
-            System::Call 'kernel32::CloseHandle(p r0)'
-        ${ElseIf} $1 <> 5
-            ${ExitDo}
+; Says why nothing was done, unless it is silent, and ends.
+!macro END_WITH CODE TEXT
+    ${IfNot} ${Silent}
+        MessageBox MB_OK|MB_ICONEXCLAMATION "${TEXT}"
+    ${EndIf}
+    SetErrorLevel ${CODE}
+    Quit
+!macroend
+!define endWith "!insertmacro END_WITH"
+
+; The functions that setup and uninstaller share, under the prefix of each.
+!macro SHARED UN
+; Takes the switch $0 out of the rest of the command line; $0 is then "yes" or empty.
+Function ${UN}takeSwitch
+    ClearErrors
+    StrCpy $1 " $Rest "
+    ${WordReplace} $1 " $0 " " " "+" $2
+    ${If} $1 == $2
+        StrCpy $0 ""
+    ${Else}
+        StrCpy $0 "yes"
+        ${WordReplace} $2 "  " " " "+" $Rest
+    ${EndIf}
+FunctionEnd
+
+; Another setup or uninstaller at the same time would undo what this one does.
+Function ${UN}lockOut
+    System::Call 'kernel32::CreateMutexW(p 0, i 0, w "Global\Quillory.Setup") p .r1 ?e'
+    Pop $0
+    StrCpy $Lock $1
+    ${If} $0 == 183 ; ERROR_ALREADY_EXISTS
+    ${OrIf} $0 == 5 ; of another account
+        ${endWith} ${BUSY} "Another setup of Quillory is at work."
+    ${EndIf}
+FunctionEnd
+
+; $0 is "yes" if a program runs from the Quillory.exe of the folder $R0, in any session: such a file cannot be written.
+; It is also said of one that somebody else holds.
+Function ${UN}isHeld
+    StrCpy $0 ""
+    ${If} ${FileExists} "$R0\Quillory.exe"
+        ClearErrors
+        FileOpen $1 "$R0\Quillory.exe" a
+        ${If} ${Errors}
+            StrCpy $0 "yes"
+        ${Else}
+            FileClose $1
         ${EndIf}
-        ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION "${RUNNING_TEXT}" /SD IDCANCEL IDCANCEL`
-            Abort "Quillory is running."
+    ${EndIf}
+FunctionEnd
+
+; Asks until the Quillory of the folder $R0 has ended, or ends with the code for it.
+Function ${UN}closeQuillory
+    ${Do}
+        Call ${UN}isHeld
+        ${If} $0 == ""
+            Return
+        ${EndIf}
+        ${If} $Close != "yes"
+            ${If} ${Silent}
+            ${OrIf} ${Cmd} `MessageBox MB_OKCANCEL|MB_ICONQUESTION "${RUNNING_TEXT}" IDCANCEL`
+                SetErrorLevel ${HELD}
+                Quit
+            ${EndIf}
+        ${EndIf}
+        ExecWait '"$PLUGINSDIR\update.exe" /close "$R0"' $0
+        ${If} $0 = 0
+            StrCpy $WasRunning "yes"
+        ${ElseIf} $Close == "yes"
+            ${endWith} ${HELD} "Another program holds the files of Quillory."
         ${EndIf}
     ${Loop}
+FunctionEnd
 !macroend
+!insertmacro SHARED ""
+!insertmacro SHARED "un."
+
+; $Kind has been chosen: looks for the copy that it is about, and says where a new one goes.
+Function findEarlier
+    StrCpy $Earlier ""
+    StrCpy $EarlierVersion ""
+    StrCpy $EarlierText "Setup needs a moment and ${KILOBYTES} KB."
+    ${If} $Kind == "AllUsers"
+        SetShellVarContext all
+    ${Else}
+        SetShellVarContext current
+    ${EndIf}
+    ReadRegStr $0 SHCTX "${UNINSTALL_KEY}" "InstallLocation"
+    ${If} $0 != ""
+    ${AndIf} ${FileExists} "$0\Quillory.exe"
+        StrCpy $Earlier $0
+        ReadRegStr $EarlierVersion SHCTX "${UNINSTALL_KEY}" "DisplayVersion"
+        StrCpy $EarlierText "Version $EarlierVersion is installed in $Earlier. Setup brings it to version ${VERSION}, \
+and moves it where you choose another folder."
+    ${EndIf}
+FunctionEnd
+
+; The folder that is proposed, unless the person has chosen one.
+Function proposeFolder
+    ${If} $INSTDIR == "\Quillory"
+        ${If} $Earlier != ""
+            StrCpy $INSTDIR $Earlier
+        ${ElseIf} $Kind == "AllUsers"
+            StrCpy $INSTDIR "$PROGRAMFILES\Quillory"
+        ${Else}
+            StrCpy $INSTDIR "$LOCALAPPDATA\Programs\Quillory"
+        ${EndIf}
+    ${EndIf}
+FunctionEnd
+
+Function .onInit
+    ${GetParameters} $Rest
+    StrCpy $0 "/S"
+    Call takeSwitch
+    StrCpy $0 "/AllUsers"
+    Call takeSwitch
+    ${If} $0 == "yes"
+        StrCpy $Kind "AllUsers"
+    ${EndIf}
+    StrCpy $0 "/CurrentUser"
+    Call takeSwitch
+    ${If} $0 == "yes"
+        ${If} $Kind != ""
+            ${endWith} ${REFUSED} "/AllUsers and /CurrentUser exclude each other."
+        ${EndIf}
+        StrCpy $Kind "CurrentUser"
+    ${EndIf}
+    StrCpy $0 "/Start"
+    Call takeSwitch
+    ${If} $0 == "yes"
+        StrCpy $Startup "Start"
+    ${EndIf}
+    StrCpy $0 "/NoStart"
+    Call takeSwitch
+    ${If} $0 == "yes"
+        StrCpy $Startup "NoStart"
+    ${EndIf}
+    StrCpy $0 "/Close"
+    Call takeSwitch
+    StrCpy $Close $0
+    StrCpy $0 "/Older"
+    Call takeSwitch
+    StrCpy $Older $0
+    StrCpy $0 "$Rest" 1
+    ${DoWhile} $0 == " "
+        StrCpy $Rest $Rest "" 1
+        StrCpy $0 $Rest 1
+    ${Loop}
+    ${If} $Rest != ""
+        ${endWith} ${REFUSED} "Setup does not know what is meant by: $Rest"
+    ${EndIf}
+    Call lockOut
+
+    ${If} $Kind != ""
+        StrCpy $KindIsGiven "yes"
+        Call findEarlier
+    ${Else} ; the kind of the copy that is there; without one, for one person alone
+        StrCpy $Kind "CurrentUser"
+        Call findEarlier
+        ${If} $Earlier == ""
+            StrCpy $Kind "AllUsers"
+            Call findEarlier
+            ${If} $Earlier == ""
+                StrCpy $Kind "CurrentUser"
+                Call findEarlier
+            ${EndIf}
+        ${EndIf}
+    ${EndIf}
+    Call chooseStartup
+    ${If} ${Silent}
+        Call requireRights
+        Call proposeFolder
+        Call checkFolder
+    ${ElseIf} $KindIsGiven == "yes"
+        Call requireRights
+        Call proposeFolder
+    ${EndIf}
+FunctionEnd
+
+; For all takes an administrator: starts setup again with the question for one, and ends this one.
+Function requireRights
+    ${If} $Kind == "AllUsers"
+        UserInfo::GetAccountType
+        Pop $0
+        ${If} $0 != "Admin"
+            ${If} ${Silent}
+                SetErrorLevel ${NEEDS_RIGHTS}
+                Quit
+            ${EndIf}
+            System::Call 'kernel32::CloseHandle(p $Lock)'
+            ExecShell "runas" "$EXEPATH" "/AllUsers"
+            Quit
+        ${EndIf}
+    ${EndIf}
+FunctionEnd
+
+Function cancelled
+    SetErrorLevel ${CANCELLED}
+FunctionEnd
+
+Function askKind
+    ${If} $KindIsGiven == "yes"
+        Abort
+    ${EndIf}
+    !insertmacro MUI_HEADER_TEXT "For whom" "Choose who is to have Quillory."
+    nsDialogs::Create 1018
+    Pop $0
+    ${NSD_CreateLabel} 0 0 100% 30u "$EarlierText"
+    Pop $0
+    ${NSD_CreateRadioButton} 10u 40u 90% 12u "Just for &me"
+    Pop $1
+    ${NSD_CreateRadioButton} 10u 58u 90% 12u "For &all who use this computer"
+    Pop $ForAll
+    ${NSD_OnClick} $1 showShield
+    ${NSD_OnClick} $ForAll showShield
+    ${If} $Kind == "AllUsers"
+        ${NSD_Check} $ForAll
+    ${Else}
+        ${NSD_Check} $1
+    ${EndIf}
+    Push $1
+    Call showShield
+    nsDialogs::Show
+FunctionEnd
+
+; The button that will ask for an administrator's consent carries the system's shield.
+Function showShield
+    Pop $0
+    ${NSD_GetState} $ForAll $0
+    UserInfo::GetAccountType
+    Pop $1
+    ${If} $1 == "Admin"
+        StrCpy $0 0
+    ${EndIf}
+    GetDlgItem $1 $HWNDPARENT 1
+    SendMessage $1 0x160C 0 $0 ; BCM_SETSHIELD
+FunctionEnd
+
+Function takeKind
+    ${NSD_GetState} $ForAll $0
+    StrCpy $1 $Kind
+    ${If} $0 = ${BST_CHECKED}
+        StrCpy $Kind "AllUsers"
+    ${Else}
+        StrCpy $Kind "CurrentUser"
+    ${EndIf}
+    ${If} $Kind != $1
+        StrCpy $INSTDIR "\Quillory"
+    ${EndIf}
+    Call findEarlier
+    Call requireRights
+    Call proposeFolder
+FunctionEnd
+
+; Refuses a folder that Quillory could not be updated in, and asks before it goes among other files or back in time.
+Function checkFolder
+    StrCpy $0 $INSTDIR 1 1
+    StrCpy $1 $INSTDIR "" 3
+    ${If} $0 != ":"
+    ${OrIf} $1 == ""
+        StrCpy $2 "Quillory needs a folder of its own, on a drive with a letter."
+        Goto refuse
+    ${EndIf}
+
+    ${If} ${FileExists} "$INSTDIR\*.*"
+    ${AndIfNot} ${FileExists} "$INSTDIR\Updater\release.txt"
+        ${DirState} $INSTDIR $0
+        ${If} $0 = 1
+            ${If} ${Silent}
+                SetErrorLevel ${REFUSED}
+                Quit
+            ${EndIf}
+            ${If} ${Cmd} `MessageBox MB_YESNO|MB_ICONQUESTION|MB_DEFBUTTON2 "There are other files in $INSTDIR. \
+Quillory's would go among them, in place of those of the same name. Is that what you want?" IDNO`
+                Abort
+            ${EndIf}
+        ${EndIf}
+    ${EndIf}
+
+    ${If} $EarlierVersion != ""
+    ${AndIf} $Older != "yes"
+        ${VersionCompare} $EarlierVersion ${VERSION} $0
+        ${If} $0 = 1
+            ${If} ${Silent}
+                SetErrorLevel ${OLDER}
+                Quit
+            ${EndIf}
+            ${If} ${Cmd} `MessageBox MB_YESNO|MB_ICONQUESTION|MB_DEFBUTTON2 "Version $EarlierVersion is installed, \
+which is newer than ${VERSION}. Go back to the older one?" IDNO`
+                Abort
+            ${EndIf}
+        ${EndIf}
+    ${EndIf}
+    Return
+
+refuse:
+    ${If} ${Silent}
+        SetErrorLevel ${REFUSED}
+        Quit
+    ${EndIf}
+    MessageBox MB_OK|MB_ICONEXCLAMATION $2
+    Abort
+FunctionEnd
 
 Section "Quillory" QUILLORY
     SectionIn RO
-    !insertmacro REFUSE_WHILE_QUILLORY_RUNS
-    SetOutPath "$INSTDIR\Updater"
-    File "${FILES}/Updater/update.exe"
-    SetOutPath "$INSTDIR"
-    File "${FILES}/Quillory.exe"
-    File "${FILES}/LICENSE.txt"
-    File "${FILES}/README.txt"
-    WriteUninstaller "$INSTDIR\Uninstall.exe"
+    AddSize ${KILOBYTES}
+    InitPluginsDir
+    SetOutPath "$PLUGINSDIR"
+    File "${FILES}/update.exe"
+    File "${FILES}/release.zip"
+    WriteUninstaller "$PLUGINSDIR\Uninstall.exe"
+    ${If} $Earlier != ""
+        StrCpy $R0 $Earlier
+        Call closeQuillory
+    ${EndIf}
+    StrCpy $R0 $INSTDIR
+    Call closeQuillory
+
+    ; All or nothing: update.exe checks the release, puts everything beside, and swaps it at the end.
+    ExecWait '"$PLUGINSDIR\update.exe" /install "$INSTDIR"' $0
+    ${If} $0 = ${HELD}
+        ${endWith} ${HELD} "Another program holds the files of Quillory. Nothing has been changed."
+    ${ElseIf} $0 <> 0
+        RMDir "$INSTDIR\Updater" ; where nothing could be written, nothing of this stays
+        RMDir "$INSTDIR"
+        ${endWith} ${FAILED} "The files could not be written to $INSTDIR. Nothing has been changed."
+    ${EndIf}
+    ${If} $Earlier != ""
+    ${AndIf} $Earlier != $INSTDIR ; it has moved
+        ExecWait '"$PLUGINSDIR\update.exe" /remove "$Earlier"' $0
+    ${EndIf}
+
     CreateShortcut "$SMPROGRAMS\Quillory.lnk" "$INSTDIR\Quillory.exe"
     DeleteRegValue SHCTX "${RUN_KEY}" "Quillory" ; the other section's choice is made anew
-
-    ; No version: Quillory moves itself to a new one, and what stood here would soon be wrong.
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "DisplayName" "Quillory"
+    WriteRegStr SHCTX "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}" ; the updater keeps it true, as the size
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "DisplayIcon" "$INSTDIR\Quillory.exe"
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "Publisher" "Quillory"
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "URLInfoAbout" "${PAGE}"
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "InstallLocation" "$INSTDIR"
-    WriteRegStr SHCTX "${UNINSTALL_KEY}" "UninstallString" '"$INSTDIR\Uninstall.exe" /$MultiUser.InstallMode'
-    WriteRegStr SHCTX "${UNINSTALL_KEY}" "QuietUninstallString" '"$INSTDIR\Uninstall.exe" /$MultiUser.InstallMode /S'
-    ${GetSize} "$INSTDIR" "/S=0K" $0 $1 $2
-    WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "EstimatedSize" $0
+    WriteRegStr SHCTX "${UNINSTALL_KEY}" "UninstallString" '"$INSTDIR\Uninstall.exe"'
+    WriteRegStr SHCTX "${UNINSTALL_KEY}" "QuietUninstallString" '"$INSTDIR\Uninstall.exe" /S'
+    WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "EstimatedSize" ${KILOBYTES}
     WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "NoModify" 1
     WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "NoRepair" 1
 SectionEnd
@@ -111,42 +453,111 @@ Section "Start with Windows" STARTUP
     WriteRegStr SHCTX "${RUN_KEY}" "Quillory" '"$INSTDIR\Quillory.exe"'
 SectionEnd
 
+Section -restart
+    SetOutPath "$INSTDIR" ; the folder of this setup's files goes now
+    ${If} $WasRunning == "yes"
+    ${AndIf} ${Silent}
+        Call startQuillory
+    ${EndIf}
+SectionEnd
+
 !insertmacro MUI_FUNCTION_DESCRIPTION_BEGIN
     !insertmacro MUI_DESCRIPTION_TEXT ${QUILLORY} "The program, and its entry in the start menu."
     !insertmacro MUI_DESCRIPTION_TEXT ${STARTUP} "Start Quillory whenever you log in to Windows."
 !insertmacro MUI_FUNCTION_DESCRIPTION_END
 
-Section "Uninstall"
-    !insertmacro REFUSE_WHILE_QUILLORY_RUNS
-    DeleteRegValue SHCTX "${RUN_KEY}" "Quillory"
-    DeleteRegKey SHCTX "${UNINSTALL_KEY}"
-    Delete "$SMPROGRAMS\Quillory.lnk"
-    Delete "$INSTDIR\Quillory.exe"
-    Delete "$INSTDIR\LICENSE.txt"
-    Delete "$INSTDIR\README.txt"
-    Delete "$INSTDIR\Updater\update.exe"
-    Delete "$INSTDIR\Updater\updating.exe" ; the updater works from this copy of itself
-    RMDir /r "$INSTDIR\Updater\new"        ; and puts the new files here first
-    RMDir "$INSTDIR\Updater"
-    Delete "$INSTDIR\Uninstall.exe"
-    RMDir "$INSTDIR" ; never with all that is in it: the folder was the person's choice
-
-    ${If} ${Cmd} `MessageBox MB_YESNO|MB_ICONQUESTION|MB_DEFBUTTON2 "${DATA_TEXT}" /SD IDNO IDYES`
-        SetShellVarContext current
-        RMDir /r "$APPDATA\Quillory"
-        DeleteRegKey HKCU "Software\Quillory"
+; An autostart that the person has removed stays removed.
+Function chooseStartup
+    ReadRegStr $0 SHCTX "${RUN_KEY}" "Quillory"
+    ${If} $Startup == "NoStart"
+        SectionSetFlags ${STARTUP} 0
+    ${ElseIf} $Startup == ""
+    ${AndIf} $Earlier != ""
+    ${AndIf} $0 == ""
+        SectionSetFlags ${STARTUP} 0
     ${EndIf}
-SectionEnd
-
-Function .onInit
-    !insertmacro MULTIUSER_INIT
-FunctionEnd
-
-Function un.onInit
-    !insertmacro MULTIUSER_UNINIT
 FunctionEnd
 
 ; The shell starts it with the person's rights, where the setup may have an administrator's.
 Function startQuillory
     Exec '"$WINDIR\explorer.exe" "$INSTDIR\Quillory.exe"'
 FunctionEnd
+
+; The uninstaller removes the folder that it lies in, and the entry that is about that folder; no other copy.
+Function un.onInit
+    ${GetParameters} $Rest
+    StrCpy $0 "/S"
+    Call un.takeSwitch
+    StrCpy $0 "/Close"
+    Call un.takeSwitch
+    StrCpy $Close $0
+    StrCpy $0 "/Data"
+    Call un.takeSwitch
+    StrCpy $Data $0
+    StrCpy $0 $Rest 1
+    ${DoWhile} $0 == " "
+        StrCpy $Rest $Rest "" 1
+        StrCpy $0 $Rest 1
+    ${Loop}
+    ${If} $Rest != ""
+        ${endWith} ${REFUSED} "The uninstaller does not know what is meant by: $Rest"
+    ${EndIf}
+    Call un.lockOut
+    StrCpy $Kind ""
+    ReadRegStr $0 HKCU "${UNINSTALL_KEY}" "InstallLocation"
+    ReadRegStr $1 HKLM "${UNINSTALL_KEY}" "InstallLocation"
+    ${If} $0 == $INSTDIR
+        StrCpy $Kind "CurrentUser"
+        SetShellVarContext current
+    ${ElseIf} $1 == $INSTDIR
+        StrCpy $Kind "AllUsers"
+        SetShellVarContext all
+        UserInfo::GetAccountType
+        Pop $0
+        ${If} $0 != "Admin"
+            ${If} ${Silent}
+                SetErrorLevel ${NEEDS_RIGHTS}
+                Quit
+            ${EndIf}
+            System::Call 'kernel32::CloseHandle(p $Lock)'
+            ExecShell "runas" "$INSTDIR\Uninstall.exe"
+            Quit
+        ${EndIf}
+    ${EndIf}
+FunctionEnd
+
+Section "Uninstall"
+    InitPluginsDir
+    SetOutPath "$PLUGINSDIR"
+    File "${FILES}/update.exe"
+    StrCpy $R0 $INSTDIR
+    Call un.closeQuillory
+    ExecWait '"$PLUGINSDIR\update.exe" /remove "$INSTDIR"' $0
+    ${If} $0 = ${HELD}
+        ${endWith} ${HELD} "Another program holds the files of Quillory. Nothing has been removed."
+    ${ElseIf} $0 <> 0
+        ${endWith} ${FAILED} "The files could not be removed from $INSTDIR."
+    ${EndIf}
+    ${If} $Kind != ""
+        DeleteRegValue SHCTX "${RUN_KEY}" "Quillory"
+        Delete "$SMPROGRAMS\Quillory.lnk"
+        DeleteRegKey SHCTX "${UNINSTALL_KEY}"
+    ${EndIf}
+
+    ${If} $Data != "yes"
+    ${AndIfNot} ${Silent}
+        ${If} ${Cmd} `MessageBox MB_YESNO|MB_ICONQUESTION|MB_DEFBUTTON2 "${DATA_TEXT}" IDYES`
+            StrCpy $Data "yes"
+        ${EndIf}
+    ${EndIf}
+    ${If} $Data == "yes"
+        SetShellVarContext current
+        ; A desktop without its picture would be black at the next login, and say nothing of why.
+        ReadRegStr $0 HKCU "Control Panel\Desktop" "Wallpaper"
+        ${If} $0 == "$APPDATA\Quillory\Quillory.bmp"
+            System::Call 'user32::SystemParametersInfoW(i 20, i 0, w "", i 3)'
+        ${EndIf}
+        RMDir /r "$APPDATA\Quillory"
+        DeleteRegKey HKCU "Software\Quillory"
+    ${EndIf}
+SectionEnd

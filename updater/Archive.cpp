@@ -4,13 +4,14 @@
 #include <set>
 
 #include "Inflate.h"
-#include "Names.h"
+#include "core/FileNames.h"
 
 namespace updater {
 
 namespace {
 
 constexpr std::size_t mostEntries = 1000;
+constexpr std::size_t longestPath = 160; // what MAX_PATH, 260, leaves below the program's folder
 
 constexpr std::string_view localMark{"PK\3\4", 4};
 constexpr std::string_view centralMark{"PK\1\2", 4};
@@ -95,6 +96,7 @@ Entry readEntry(Reader& directory) {
 class Names {
 public:
     void add(std::string_view path, bool isFolder) {
+        if (path.size() > longestPath) throw ArchiveError("it has a forbidden name in it");
         if (isFolder) path.remove_suffix(1);
         for (std::size_t begin = 0, slash = 0; slash != path.npos; begin = slash + 1) {
             slash = path.find('/', begin);

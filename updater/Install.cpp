@@ -1,74 +1,151 @@
 #include "Install.h"
 
 #include <algorithm>
+#include <set>
 #include <system_error>
-
-#include "Names.h"
 
 namespace updater {
 
 namespace {
 
-constexpr std::string_view program = "Quillory.exe";
+/// Beside the files that they are for: a file can be given another's place in one step only on one volume. Being made
+/// in the program's folder, the new files also get its permissions.
+const std::string staging = "Updater/new/";
+const std::string aside = "Updater/old/";
 
-/// Beside the files that it is for: a file can be given another's place in one step only on one volume. Being made in
-/// the program's folder, the new files also get its permissions.
-const std::string staging = "Updater/new";
-
-std::string stagedPath(const ArchiveFile& file) { return staging + "/" + file.path; }
+std::string folderOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == path.npos ? "" : path.substr(0, slash);
+}
 
 void makeFolderOf(Disk& disk, const std::string& path) {
-    if (const auto slash = path.rfind('/'); slash != path.npos) disk.makeFolder(path.substr(0, slash));
+    if (const auto folder = folderOf(path); !folder.empty()) disk.makeFolder(folder);
+}
+
+void addPaths(std::set<std::string>& paths, const std::optional<std::string>& text) {
+    if (!text) return;
+    try {
+        for (const auto& file : readRecord(*text).files) paths.insert(file.path);
+    } catch (const ArchiveError&) { // a file that is no record tells of nothing
+    }
+}
+
+/// What belongs to the version that is installed, and to the one before it where an update has been broken off.
+std::set<std::string> installedFiles(Disk& disk) {
+    std::set<std::string> paths;
+    addPaths(paths, disk.readFile(recordPath));
+    addPaths(paths, disk.readFile(aside + std::string(recordPath)));
+    return paths;
 }
 
 /// What is left behind harms nobody, and the next update begins with removing it.
 void cleanUp(Disk& disk) {
-    try {
-        disk.removeFolder(staging);
-    } catch (const std::system_error&) {
+    for (const auto* folder : {"Updater/new", "Updater/old"}) {
+        try {
+            disk.removeFolder(folder);
+        } catch (const std::system_error&) {
+        }
     }
-}
-
-void stage(Disk& disk, const std::vector<ArchiveFile>& files) {
-    disk.removeFolder(staging);
-    for (const auto& file : files) {
-        makeFolderOf(disk, stagedPath(file));
-        disk.writeFile(stagedPath(file), file.contents);
-    }
-}
-
-void putInPlace(Disk& disk, const ArchiveFile& file) {
-    makeFolderOf(disk, file.path);
-    disk.replaceFile(stagedPath(file), file.path);
-}
-
-/// In the updater's own folder an update may change the updater, and nothing that it is working with.
-bool isInTheWay(const ArchiveFile& file) {
-    const auto place = foldedName(file.path);
-    return place.starts_with("updater/") && place != "updater/update.exe";
 }
 
 } // namespace
 
-void checkRelease(const std::vector<ArchiveFile>& files) {
-    const auto found = std::ranges::find(files, program, &ArchiveFile::path);
-    // Every Windows program begins with these two letters.
-    if (found == files.end() || !found->contents.starts_with("MZ")) throw ArchiveError("Quillory is not in it");
-    if (std::ranges::any_of(files, isInTheWay)) throw ArchiveError("it has a forbidden name in it");
+std::optional<Record> installedRecord(Disk& disk) {
+    try {
+        if (const auto text = disk.readFile(recordPath)) return readRecord(*text);
+    } catch (const ArchiveError&) {
+    }
+    return {};
 }
 
-void install(Disk& disk, const std::vector<ArchiveFile>& files) {
+Installation::Installation(Disk& theDisk, std::vector<ArchiveFile> theFiles)
+    : disk(theDisk), files(std::move(theFiles)) {
+    const auto isNotLast = [](const ArchiveFile& file) { return file.path != programPath; };
+    std::ranges::stable_partition(files, isNotLast);
+}
+
+void Installation::stage() {
+    for (const auto& path : installedFiles(disk))
+        if (std::ranges::find(files, path, &ArchiveFile::path) == files.end()) obsolete.push_back(path);
+    disk.removeFolder("Updater/new");
+    disk.removeFolder("Updater/old");
+    for (const auto& file : files) {
+        makeFolderOf(disk, staging + file.path);
+        disk.writeFile(staging + file.path, file.contents);
+        if (const auto old = disk.readFile(file.path)) {
+            disk.requireFree(file.path);
+            makeFolderOf(disk, aside + file.path);
+            disk.writeFile(aside + file.path, *old);
+        }
+    }
+}
+
+void Installation::putInPlace() {
     try {
-        stage(disk, files);
-        for (const auto& file : files)
-            if (file.path != program) putInPlace(disk, file);
-        for (const auto& file : files)
-            if (file.path == program) putInPlace(disk, file);
+        stage();
+        for (const auto& file : files) {
+            makeFolderOf(disk, file.path);
+            disk.replaceFile(staging + file.path, file.path);
+            placed.push_back(file.path);
+        }
     } catch (const std::system_error&) {
+        putBack();
+        throw;
+    }
+}
+
+void Installation::putBack() {
+    while (!placed.empty()) { // the last first: the new program must not be met without its files
+        const std::string path = placed.back();
+        if (disk.readFile(aside + path))
+            disk.replaceFile(aside + path, path);
+        else
+            disk.removeFile(path);
+        for (auto folder = folderOf(path); !folder.empty() && folder != "Updater"; folder = folderOf(folder))
+            disk.removeEmptyFolder(folder);
+        placed.pop_back();
+    }
+    cleanUp(disk);
+}
+
+void Installation::finish() {
+    try {
+        for (const auto& path : obsolete) {
+            disk.removeFile(path);
+            if (const auto folder = folderOf(path); !folder.empty()) disk.removeEmptyFolder(folder);
+        }
+    } catch (const std::system_error&) {
+        return; // the old record stays aside, and tells the next update and the uninstaller what there is to remove
+    }
+    cleanUp(disk);
+}
+
+void removeInstalled(Disk& disk, std::vector<std::string> more) {
+    auto paths = installedFiles(disk);
+    paths.insert({std::string(programPath), std::string(updaterPath), std::string(recordPath)});
+    paths.insert(more.begin(), more.end());
+    std::vector<std::string> moved;
+    try {
+        for (const auto& path : paths) disk.requireFree(path);
+        disk.removeFolder("Updater/new");
+        disk.removeFolder("Updater/old");
+        for (const auto& path : paths) {
+            if (!disk.readFile(path)) continue;
+            makeFolderOf(disk, aside + path);
+            disk.replaceFile(path, aside + path);
+            moved.push_back(path);
+        }
+    } catch (const std::system_error&) {
+        for (const auto& path : moved) disk.replaceFile(aside + path, path);
         cleanUp(disk);
         throw;
     }
-    cleanUp(disk);
+    disk.removeFolder("Updater/old");
+    std::set<std::string, std::greater<>> folders; // those inside before those around them
+    for (const auto& path : paths)
+        for (auto folder = folderOf(path); !folder.empty(); folder = folderOf(folder)) folders.insert(folder);
+    for (const auto& folder : folders) disk.removeEmptyFolder(folder);
+    disk.removeEmptyFolder("");
 }
 
 } // namespace updater

@@ -263,21 +263,33 @@ def test_an_update_that_is_broken_off_ends_the_program(stage):
 def new_version(tmp_path_factory):
     """This very source as the release that comes next."""
     out = tmp_path_factory.mktemp("release")
-    command = [ROOT / "scripts" / "release", "--version", "1.0.113", "--out", out]
+    command = [ROOT / "scripts" / "release", "--uncommitted", "--version", "1.0.113", "--out", out]
     made = subprocess.run(command, capture_output=True, text=True, check=False)
     assert made.returncode == 0, made.stderr
     return out
 
 
 def test_the_program_moves_itself_to_the_new_version(stage, installed, releases, new_version):
-    for name in (NAME, f"{NAME}.md5"):
-        shutil.copy(new_version / name, releases)
-    with zipfile.ZipFile(releases / NAME) as archive:
+    with zipfile.ZipFile(new_version / NAME) as archive:
         new = {name: archive.read(name) for name in archive.namelist()}
     installed.write_bytes(new["Updater/update.exe"] + b"the old one")
     old_program = stage.program.read_bytes()
     assert new["Quillory.exe"] != old_program
 
+    # Somebody on the network has put a program of his own into the archive, and its sum beside it.
+    with zipfile.ZipFile(releases / NAME, "w") as archive:
+        for name, content in {**new, "Quillory.exe": old_program}.items():
+            archive.writestr(name, content)
+    (releases / f"{NAME}.md5").write_text(hashlib.md5((releases / NAME).read_bytes()).hexdigest() + "\n")
+    stage.start_in_tray(**SECONDS_7)
+    box = until(stage.person.find_box, "the updater's word", 60)
+    assert box.title == "Quillory Update" and "it is not what its maker has signed" in box.text
+    stage.person.answer(box, "OK")
+    assert stage.program.read_bytes() == old_program and not stage.running()
+
+    for name in (NAME, f"{NAME}.md5"):
+        shutil.copy(new_version / name, releases)
+    stage.service.forget()
     stage.start_in_tray(**SECONDS_7)
     stage.service.wait_for("release", 2)
     assert "&QY%5FVersion=1%2E0%2E112 HTTP" in rotation(stage)
@@ -286,6 +298,8 @@ def test_the_program_moves_itself_to_the_new_version(stage, installed, releases,
     stage.rotation()
     assert stage.person.tray_icon()
     assert len(stage.running()) == 1
+    until(lambda: not (stage.folder / NAME).exists(), "the updater's end")
+    del new["Updater/release.sig"]
     for name, content in new.items():
         assert (stage.program.parent / name).read_bytes() == content, name
     assert not (stage.folder / NAME).exists()

@@ -149,7 +149,12 @@ TEST_F(Update, OnlyAPlainArchiveFromTheTwoPlacesIsAccepted) {
         L"",
         L"http://dl.velvetharbor.example/quillory/..\\x.zip",
         L"http://dl.velvetharbor.example/quillory/C:x.zip",
-        L"http://dl.velvetharbor.example/quillory/a..zip",
+        L"http://dl.velvetharbor.example/quillory/a+b.zip",
+        L"http://dl.velvetharbor.example/quillory/a%20b.zip",
+        L"http://dl.velvetharbor.example/quillory/a b.zip",
+        L"http://dl.velvetharbor.example/quillory/a(1).zip",
+        L"http://dl.velvetharbor.example/quillory/\u0161.zip",
+        L"http://dl.velvetharbor.example/quillory/.zip/",
         L"http://dl.velvetharbor.example/quillory/a\\b.zip",
     };
     for (const std::wstring& bad : wrong) {

@@ -16,13 +16,14 @@ SYSTEM_LIBRARIES = {
     "advapi32", "comctl32", "gdi32", "kernel32", "msimg32", "msvcrt", "ole32", "oleaut32", "shell32", "user32",
     "uxtheme", "windowscodecs", "ws2_32",
 }  # fmt: skip
+NAMES = ["Quillory.exe", "Updater/update.exe", "LICENSE.txt", "README.txt"]
 UNINSTALL_KEY = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Quillory"
 RUN_KEY = "Software\\Microsoft\\Windows\\CurrentVersion\\Run"
 START_MENU = "Microsoft/Windows/Start Menu/Programs/Quillory.lnk"
 
 
-def made(out, root=ROOT, **environment):
-    command = [root / "scripts" / "release", "--version", VERSION, "--out", out]
+def made(out, root=ROOT, *options, **environment):
+    command = [root / "scripts" / "release", "--uncommitted", "--version", VERSION, "--out", out, *options]
     subprocess.run(command, env={**os.environ, **environment}, check=True)
     return {path.name: path.read_bytes() for path in out.iterdir()}
 
@@ -42,11 +43,11 @@ def test_a_release_holds_the_programs_of_its_version_and_the_checksum_that_quill
     assert checksum == hashlib.md5(archive.read_bytes()).hexdigest() + "\n"
     with zipfile.ZipFile(archive) as packed:
         packed.extractall(tmp_path)
-        assert packed.namelist() == ["Quillory.exe", "Updater/update.exe", "LICENSE.txt", "README.txt"]
+        assert packed.namelist() == [*NAMES, "Updater/release.txt", "Updater/release.sig"]
     assert f"Quillory {VERSION}\r\n".encode() in (tmp_path / "README.txt").read_bytes()
     assert VERSION.encode("utf-16-le") in (tmp_path / "Quillory.exe").read_bytes()
     updater = (tmp_path / "Updater/update.exe").read_bytes()
-    assert b'level="requireAdministrator"' in updater
+    assert b'level="asInvoker"' in updater
     assert b"QUILLORY_TEST" not in updater
     for program in ("Quillory.exe", "Updater/update.exe"):
         told = subprocess.run(["objdump", "-p", tmp_path / program], capture_output=True, text=True, check=True).stdout
@@ -65,8 +66,24 @@ def test_the_same_source_makes_the_same_bytes_in_any_folder(tmp_path):
             if (ROOT / name).is_file():
                 shutil.copy2(ROOT / name, folder / name)
         out = tmp_path / f"from {folder.name}"
-        results.append(made(out, folder, SOURCE_DATE_EPOCH="1700000000", CCACHE_DISABLE="1"))
+        results.append(made(out, folder, "--key", ROOT / "build" / "signing-key.pem", SOURCE_DATE_EPOCH="1700000000", CCACHE_DISABLE="1"))
     assert len(results[0]) == 3 and results[0] == results[1]
+
+
+@pytest.mark.parametrize(
+    "says, arguments, environment",
+    [
+        ("65535", ["--version", "1.0.99999"], {}),
+        ("zeros", ["--version", "1.0.070"], {}),
+        ("blank", ["--out", "/tmp/a blank"], {}),
+        ("SOURCE_DATE_EPOCH", [], {"SOURCE_DATE_EPOCH": "yesterday"}),
+        ("no key", ["--key", "/tmp/no such key.pem"], {}),
+    ],
+)
+def test_what_would_be_a_wrong_release_is_refused_with_one_line(says, arguments, environment):
+    command = [ROOT / "scripts" / "release", "--uncommitted", *arguments]
+    told = subprocess.run(command, env={**os.environ, **environment}, capture_output=True, text=True, timeout=20)
+    assert told.returncode == 1 and says in told.stderr and told.stderr.count("\n") == 1
 
 
 class Setup:
@@ -75,7 +92,9 @@ class Setup:
         self.person = Person(desktop)
 
     def run(self, *arguments):
-        return self.desktop.wine(self.program, "/S", *arguments)
+        """The code that a silent setup ends with."""
+        command = ["wine", self.program, "/S", *arguments]
+        return subprocess.run(command, env=self.desktop.environment, timeout=120, stdin=subprocess.DEVNULL).returncode
 
     def uninstall(self, folder, *arguments):
         """It works from a copy of itself, which goes on after its own end."""
@@ -119,58 +138,68 @@ def setup(desktop, release, data_folder):
     return Setup(desktop, release)
 
 
-@pytest.mark.parametrize(
-    "who, hive, home, menu",
-    [
-        ("/AllUsers", "HKLM", "Program Files", "ProgramData"),
-        ("/CurrentUser", "HKCU", "users/{user}/AppData/Local/Programs", "users/{user}/AppData/Roaming"),
-    ],
-)
-def test_setup_installs_for_all_or_for_one_and_leaves_nothing_behind(setup, data_folder, who, hive, home, menu):
+DONE, REFUSED, HELD, OLDER = 0, 3, 4, 7
+
+
+def files(folder):
+    return {path.relative_to(folder).as_posix() for path in folder.rglob("*") if path.is_file()}
+
+
+def test_setup_for_one_and_for_all_in_silence(setup, data_folder):
     drive = setup.desktop.prefix / "drive_c"
     user = data_folder.parents[2].name
-    folder = drive / home.format(user=user) / "Quillory"
-    link = drive / menu.format(user=user) / START_MENU
+    mine = drive / "users" / user / "AppData" / "Local" / "Programs" / "Quillory"
+    all_users = drive / "Program Files" / "Quillory"
+    moved = drive / "Moved" / "Quillory"
+    link = drive / "users" / user / "AppData" / "Roaming" / START_MENU
+    everything = {*NAMES, "Updater/release.txt", "Uninstall.exe"}
+
+    assert setup.run("/Unknown") == REFUSED
+    (drive / "Taken").mkdir()
+    (drive / "Taken" / "README.txt").write_text("my own")
+    assert setup.run("/D=C:\\Taken") == REFUSED
+    assert (drive / "Taken" / "README.txt").read_text() == "my own" and not mine.exists()
+
+    assert setup.run() == DONE  # for one person, as nothing else is said
+    assert files(mine) == everything and link.exists()
+    assert setup.value("HKCU", UNINSTALL_KEY, "DisplayVersion") == VERSION
+    program = setup.windows_path(mine / "Quillory.exe")
+    assert setup.value("HKCU", RUN_KEY, "Quillory") == f'"{program}"'
+
+    # A second time: over the first, an autostart that the person has removed stays removed, and nothing goes back.
+    setup.desktop.wine("reg", "delete", f"HKCU\\{RUN_KEY}", "/v", "Quillory", "/f")
+    setup.desktop.wine("reg", "add", f"HKCU\\{UNINSTALL_KEY}", "/v", "DisplayVersion", "/d", "1.0.999", "/f")
+    assert setup.run() == OLDER
+    assert setup.run("/Older") == DONE
+    assert setup.value("HKCU", RUN_KEY, "Quillory") is None
+
+    # All or nothing while Quillory runs, unless it may be closed; then it comes back.
+    setup.desktop.start(mine / "Quillory.exe")
+    until(lambda: "Quillory Login" in setup.person.titles(), "Quillory")
+    (mine / "README.txt").write_text("changed")
+    assert setup.run() == HELD
+    setup.uninstall(mine)
+    assert files(mine) == everything and (mine / "README.txt").read_text() == "changed"
+    assert setup.value("HKCU", UNINSTALL_KEY, "UninstallString")
+    assert setup.run("/Close") == DONE
+    assert (mine / "README.txt").read_text() != "changed"
+    until(lambda: "Quillory Login" in setup.person.titles(), "Quillory again", 30)
+    setup.end_quillory()
+
+    # It moves to another folder, and a copy for all is another copy; each uninstaller removes its own.
+    assert setup.run("/CurrentUser", "/D=C:\\Moved\\Quillory") == DONE
+    assert files(moved) == everything and not mine.exists()
+    assert setup.run("/AllUsers", "/NoStart") == DONE
+    assert setup.value("HKLM", RUN_KEY, "Quillory") is None
+    (all_users / "mine.txt").touch()
     (data_folder / "Quillory.bmp").write_bytes(b"the wallpaper")
-    setup.run(who)
-    try:
-        files = {path.relative_to(folder).as_posix() for path in folder.rglob("*") if path.is_file()}
-        assert files == {"Quillory.exe", "Updater/update.exe", "LICENSE.txt", "README.txt", "Uninstall.exe"}
-        program = setup.windows_path(folder / "Quillory.exe")
-        assert setup.value(hive, RUN_KEY, "Quillory") == f'"{program}"'
-        assert who in setup.value(hive, UNINSTALL_KEY, "UninstallString")
-        assert link.exists()
-        # What a killed update has left, and what the person has put there.
-        (folder / "Updater" / "new").mkdir()
-        (folder / "Updater" / "new" / "Quillory.exe").touch()
-        (folder / "Updater" / "updating.exe").touch()
-        (folder / "mine.txt").touch()
-    finally:
-        setup.uninstall(folder, who)
-    assert [path.name for path in folder.rglob("*")] == ["mine.txt"]
-    (folder / "mine.txt").unlink()
-    folder.rmdir()
-    assert not link.exists()
-    assert setup.value(hive, RUN_KEY, "Quillory") is None
-    assert setup.value(hive, UNINSTALL_KEY, "UninstallString") is None
-    assert (data_folder / "Quillory.bmp").exists()  # nobody was asked
-
-
-def test_setup_and_uninstaller_refuse_to_go_on_while_quillory_runs(setup):
-    folder = setup.desktop.prefix / "drive_c" / "Program Files" / "Quillory"
-    setup.run("/AllUsers")
-    try:
-        setup.desktop.start(folder / "Quillory.exe")
-        until(lambda: "Quillory Login" in setup.person.titles(), "Quillory")
-        (folder / "README.txt").write_text("changed")
-        with pytest.raises(subprocess.CalledProcessError):
-            setup.run()
-        setup.uninstall(folder)
-        assert (folder / "README.txt").read_text() == "changed"
-    finally:
-        setup.end_quillory()
-        setup.run("/AllUsers")
-        setup.uninstall(folder)
+    setup.uninstall(all_users)
+    assert files(all_users) == {"mine.txt"} and files(moved) == everything and link.exists()
+    assert setup.value("HKLM", UNINSTALL_KEY, "UninstallString") is None
+    setup.uninstall(moved)
+    assert not moved.exists() and not link.exists()
+    assert setup.value("HKCU", UNINSTALL_KEY, "UninstallString") is None
+    assert (data_folder / "Quillory.bmp").exists()  # nobody has asked for that
 
 
 def test_a_person_installs_quillory_starts_it_and_removes_it_with_all_data(setup, data_folder):
@@ -178,24 +207,25 @@ def test_a_person_installs_quillory_starts_it_and_removes_it_with_all_data(setup
     setup.desktop.start(setup.program)
     setup.press("Next >")
     setup.press("I Agree")
-    setup.press("Install just for me")
+    until(lambda: setup.find("Just for me"), "the question for whom")
+    assert setup.run() == 6  # one setup at a time
     setup.press("Next >")
     setup.press("Next >")  # the folder as it is
     setup.press("Install")
     setup.press("Finish", 60)
     until(lambda: "Quillory Login" in setup.person.titles(), "Quillory, as the last page has offered")
-    (data_folder / "Quillory.bmp").write_bytes(b"the wallpaper")
+    picture = data_folder / "Quillory.bmp"
+    picture.write_bytes(b"the wallpaper")
+    desktop = "Control Panel\\Desktop"
+    setup.desktop.wine("reg", "add", f"HKCU\\{desktop}", "/v", "Wallpaper", "/d", setup.windows_path(picture), "/f")
 
     setup.desktop.start(folder / "Uninstall.exe")
     setup.press("Uninstall")
-    setup.press("Retry")  # it runs
-    assert (folder / "Quillory.exe").exists()
-    until(lambda: setup.find("Retry"), "the same question")
-    setup.end_quillory()
-    setup.press("Retry")
-    until(lambda: setup.find("Yes"), "the question after the data")
-    assert (data_folder / "Quillory.bmp").exists()
+    setup.press("OK")  # it runs, and may be closed
+    until(lambda: setup.find("Yes"), "the question after the data", 60)
+    assert picture.exists() and not setup.running()
     setup.press("Yes")
     until(lambda: not data_folder.exists(), "the end of the data")
+    assert not setup.value("HKCU", desktop, "Wallpaper")
     setup.press("Close")
-    assert not folder.exists()
+    until(lambda: not folder.exists(), "the end of the folder")

@@ -1,19 +1,28 @@
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include "../Install.h"
-#include "../Names.h"
-#include "DesktopUser.h"
 #include "Handle.h"
+#include "Person.h"
 #include "Processes.h"
 #include "ProgramDisk.h"
+#include "Registration.h"
+#include "UpdateKey.h"
 #include "core/Endpoints.h"
+#include "core/FileNames.h"
 
 #include <shellapi.h>
 
-// Quillory ends and starts this program with the name of an archive that it has left in its data folder.
+// Quillory ends and starts this program with the name of an archive that it has left in its data folder. Besides:
+//
+//   update.exe /install FOLDER   puts the release and the uninstaller that lie beside it into a folder: the setup's
+//   work update.exe /remove FOLDER    takes out what is on record there: the uninstaller's work update.exe /tidy
+//   removes what the update before has left behind
+//
+// The setup's three show nothing and end with one of the codes below.
 //
 // A program that runs cannot be replaced in one step, so the updater does its work from a copy of itself: update.exe
 // makes the copy, starts it and ends, and the copy finds out by its own name which of the two it is.
@@ -22,11 +31,14 @@ namespace updater {
 
 namespace {
 
+enum Code { done = 0, failed = 1, refused = 2, held = 4 };
+
 constexpr DWORD patience = 20'000; // milliseconds; Quillory ends as soon as it has started the updater
 
 const std::wstring copyName = L"updating.exe";
 
-class UpdateError : public std::runtime_error {
+/// The update is complete, and still there is something to be told.
+class UpdatedBut : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
@@ -34,7 +46,7 @@ class UpdateError : public std::runtime_error {
 struct Place {
     std::wstring self, ownName, updaterFolder, programFolder;
 
-    Place() : self(1024, L'\0') {
+    Place() : self(32768, L'\0') {
         self.resize(GetModuleFileNameW(nullptr, self.data(), static_cast<DWORD>(self.size())));
         const auto slash = self.find_last_of(L'\\');
         ownName = self.substr(slash + 1);
@@ -42,76 +54,216 @@ struct Place {
         programFolder = updaterFolder.substr(0, updaterFolder.find_last_of(L'\\'));
     }
     bool isCopy() const { return CompareStringOrdinal(ownName.c_str(), -1, copyName.c_str(), -1, TRUE) == CSTR_EQUAL; }
+    std::wstring quillory() const { return programFolder + L"\\Quillory.exe"; }
+    std::wstring updater() const { return updaterFolder + L"\\update.exe"; }
 };
 
-std::string readFile(const std::wstring& path) {
-    const HANDLE opened = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (opened == INVALID_HANDLE_VALUE) throw UpdateError("The update file cannot be read.");
-    const Handle file(opened);
-    LARGE_INTEGER size{};
-    if (!GetFileSizeEx(opened, &size)) throw UpdateError("The update file cannot be read.");
-    if (size.QuadPart > static_cast<LONGLONG>(largestArchive)) throw ArchiveError("it is too large");
-    std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
-    DWORD read = 0;
-    if (!ReadFile(opened, bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr) || read != bytes.size())
-        throw UpdateError("The update file cannot be read.");
-    return bytes;
+std::string narrow(const std::wstring& text) {
+    std::string all;
+    for (const wchar_t c : text) all += c < 0x80 ? static_cast<char>(c) : '?';
+    return all;
 }
 
-/// The one argument. It comes from the network and names a file that an administrator will read: it must be a plain
-/// name.
-std::wstring archiveName() {
-    int count = 0;
-    wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
-    const std::wstring name = words && count == 2 ? words[1] : L"";
-    LocalFree(words);
-    std::string narrow;
-    for (const wchar_t c : name) narrow += c < 0x80 ? static_cast<char>(c) : '?';
-    if (!isPlainName(narrow) || !foldedName(narrow).ends_with(".zip"))
-        throw UpdateError("This program is for Quillory to start, when it has fetched an update.");
-    return name;
+/// A file that nobody can change from its opening to the end: what has been checked is what gets installed. Somebody
+/// may give its name to another file meanwhile, which is then not looked at. (The copy opens it while update.exe has
+/// it.)
+class OpenFile {
+public:
+    explicit OpenFile(const std::wstring& path) {
+        const HANDLE opened = CreateFileW(path.c_str(), GENERIC_READ | DELETE, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                                          nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (opened == INVALID_HANDLE_VALUE) throw UpdateError("The update file cannot be read.");
+        handle.reset(opened);
+    }
+    std::string bytes() const {
+        LARGE_INTEGER size{};
+        if (GetFileSizeEx(handle.get(), &size) && size.QuadPart > static_cast<LONGLONG>(largestArchive))
+            throw ArchiveError("it is too large");
+        return readAll(handle.get(), "the update file");
+    }
+    /// Removes just the file that has been opened, whatever its path leads to by now.
+    void remove() const {
+        FILE_DISPOSITION_INFO information{TRUE};
+        SetFileInformationByHandle(handle.get(), FileDispositionInfo, &information, sizeof information);
+    }
+
+private:
+    Handle handle;
+};
+
+OpenFile openAsPerson(const Person& person, const std::wstring& name) {
+    const auto path = person.dataFolder() + L"\\Quillory\\" + name;
+    const Person::Rights rights(person); // the person's folder may lead anywhere
+    return OpenFile(path);
+}
+
+std::string publicKey() {
+    std::string key;
+    for (std::size_t i = 0; i + 2 <= UpdateKey.size(); i += 2)
+        key += static_cast<char>(std::stoi(std::string(UpdateKey.substr(i, 2)), nullptr, 16));
+    return key;
+}
+
+/// What is installed tells its version twice: in its record, and in this program.
+void refuseOlderThanInstalled(const Release& release, Disk& disk) {
+    refuseOlder(release.record, readRecord("Quillory " + narrow(std::wstring(AppVersion)) + '\n').version);
+    if (const auto record = installedRecord(disk)) refuseOlder(release.record, record->version);
 }
 
 void handOver(const Place& place, const std::wstring& archive) {
-    ProgramDisk(place.programFolder).writeFile("Updater/updating.exe", readFile(place.self));
+    closeLeftBoxes();
+    waitUntilEnded(place.updaterFolder + L'\\' + copyName, patience);
+    ProgramDisk disk(place.programFolder);
+    disk.writeFile("Updater/updating.exe", *disk.readFile("Updater/" + narrow(place.ownName)));
     startAsUpdater(place.updaterFolder + L'\\' + copyName, archive);
 }
 
-void update(const Place& place, const std::vector<ArchiveFile>& files) {
-    // A program cannot delete itself while it runs. Without the rights for this, the next update takes the copy's
-    // place.
-    MoveFileExW(place.self.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
-    const Handle door = keepQuilloryOut(patience);
-    if (!door || !waitUntilEnded(place.programFolder + L"\\Quillory.exe", patience))
-        throw UpdateError("Quillory is still running. Please end it, and start it again.");
-    waitUntilEnded(place.updaterFolder + L"\\update.exe", patience);
-    install(*openDisk(place.programFolder), files);
+/// Starts the new version, and puts the one before it back if it does not come up.
+void bringUp(const Place& place, const Person& person, Installation& installation) {
+    try {
+        person.start(place.quillory());
+    } catch (const std::system_error& error) {
+        const int code = error.code().value();
+        if (code != ERROR_BAD_EXE_FORMAT && code != ERROR_EXE_MACHINE_TYPE_MISMATCH && code != ERROR_FILE_CORRUPT) {
+            installation.finish();
+            throw UpdatedBut("The new version could not be started. Please start it yourself. (" +
+                             std::string(error.what()) + ")");
+        }
+    }
+    if (waitUntilUp(place.quillory(), patience)) return;
+    endAll(place.quillory());
+    waitUntilEnded(place.quillory(), patience);
+    installation.putBack();
+    throw UpdateError("The new version did not start. The one before it is in its place again.");
 }
 
-void run() {
+void update(const Place& place, const Person& person, const Release& release) {
+    Handle door = keepQuilloryOut(patience);
+    if (!door || !waitUntilEnded(place.quillory(), patience))
+        throw UpdateError("Quillory is still running. Please end it, and start it again.");
+    waitUntilEnded(place.updater(), patience);
+    const auto disk = openDisk(place.programFolder);
+    Installation installation(*disk, release.files);
+    installation.putInPlace();
+    door.reset();
+    bringUp(place, person, installation);
+    installation.finish();
+    std::size_t size = 0;
+    for (const auto& file : release.files) size += file.contents.size();
+    const std::string version = versionText(release.record);
+    tellInstalledVersion(place.programFolder, std::wstring(version.begin(), version.end()), size);
+}
+
+/// The one argument comes from the network and names a file: it must be one that Quillory takes for an archive's.
+void updateFrom(const std::wstring& name) {
+    if (!isArchiveName(narrow(name)))
+        throw UpdateError("This program is for Quillory to start, when it has fetched an update.");
     const Place place;
-    const auto name = archiveName();
-    const auto archive = applicationDataFolder() + L"\\Quillory\\" + name;
-    // Read into memory before it is looked at, so that what has been checked is what gets installed.
-    const auto files = readArchive(readFile(archive));
-    checkRelease(files);
+    const Person person;
+    // Where the person can write, whatever is started or written with more rights than the person's could be another's.
+    if (person.hasFewerRights() && (person.canChange(place.self) || person.canChange(place.updaterFolder) ||
+                                    person.canChange(place.programFolder) || person.canChange(place.quillory()))) {
+        person.startWithRights(place.updater(), name);
+        return;
+    }
+    const OpenFile archive = openAsPerson(person, name);
+    const Release release = checkedRelease(readArchive(archive.bytes()), publicKey());
+    ProgramDisk disk(place.programFolder);
+    refuseOlderThanInstalled(release, disk);
     if (!place.isCopy()) {
         handOver(place, name);
         return;
     }
-    update(place, files);
-    DeleteFileW(archive.c_str());
-    startAsPerson(place.programFolder + L"\\Quillory.exe");
+    update(place, person, release);
+    archive.remove();
 }
 
-void tell(const std::string& reason) {
-    std::wstring wide(reason.size(), L'\0'); // texts of the system are in the ANSI code page
-    wide.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, reason.data(), static_cast<int>(reason.size()),
-                                                             wide.data(), static_cast<int>(wide.size()))));
-    const std::wstring text = L"Quillory could not be updated.\r\n\r\n" + wide +
-                              L"\r\n\r\nTo get the new version, please visit:\r\n" + std::wstring(ProductPageUrl);
-    MessageBoxW(nullptr, text.c_str(), L"Quillory Update", MB_OK | MB_ICONERROR | MB_SETFOREGROUND);
+void tidy() {
+    const Place place;
+    if (place.isCopy() || !waitUntilEnded(place.updaterFolder + L'\\' + copyName, patience)) return;
+    ProgramDisk(place.programFolder).removeFile("Updater/updating.exe");
+}
+
+void installInto(const std::wstring& folder) {
+    const Place place;
+    ProgramDisk own(place.updaterFolder);
+    Release release =
+        checkedRelease(readArchive(OpenFile(place.updaterFolder + L"\\release.zip").bytes()), publicKey());
+    release.files.push_back({"Uninstall.exe", own.readFile("Uninstall.exe").value()});
+    ProgramDisk disk(folder);
+    Installation installation(disk, release.files);
+    installation.putInPlace();
+    installation.finish();
+}
+
+void removeFrom(const std::wstring& folder) {
+    ProgramDisk disk(folder);
+    removeInstalled(disk, {"Uninstall.exe", "Updater/updating.exe"});
+}
+
+void closeIn(const std::wstring& folder) {
+    const std::wstring quillory = folder + L"\\Quillory.exe";
+    endAll(quillory);
+    if (!waitUntilEnded(quillory, patience)) throw UpdateError("It cannot be ended.");
+    ProgramDisk(folder).requireFree(programPath); // nor does it run in a session that cannot be looked into
+}
+
+/// What the setup asks for; its codes say how it ended.
+int workForSetup(const std::wstring& what, const std::wstring& folder) {
+    try {
+        if (what == L"/install") installInto(folder);
+        if (what == L"/remove") removeFrom(folder);
+        if (what == L"/close") closeIn(folder);
+        return done;
+    } catch (const ArchiveError&) {
+        return refused;
+    } catch (const std::system_error& error) {
+        const int code = error.code().value();
+        return code == ERROR_SHARING_VIOLATION || code == ERROR_LOCK_VIOLATION ? held : failed;
+    } catch (const std::exception&) {
+        return failed;
+    }
+}
+
+void tell(const std::string& heading, const std::string& reason, bool isOver) {
+    const std::string all = heading + "\r\n\r\n" + reason;
+    std::wstring text(all.size(), L'\0'); // texts of the system are in the ANSI code page
+    text.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, all.data(), static_cast<int>(all.size()),
+                                                             text.data(), static_cast<int>(text.size()))));
+    if (!isOver) text += L"\r\n\r\nTo get the new version, please visit:\r\n" + std::wstring(ProductPageUrl);
+    const UINT icon = isOver ? MB_ICONINFORMATION : MB_ICONERROR;
+    MessageBoxW(nullptr, text.c_str(), boxTitle, MB_OK | icon | MB_SETFOREGROUND);
+}
+
+int updateAndTell(const std::wstring& name) {
+    constexpr auto notUpdated = "Quillory could not be updated.";
+    try {
+        updateFrom(name);
+        return done;
+    } catch (const UpdatedBut& error) {
+        tell("Quillory has been updated.", error.what(), true);
+        return done;
+    } catch (const ArchiveError& error) {
+        tell(notUpdated, "The update file cannot be used: " + std::string(error.what()) + ".", false);
+        return refused;
+    } catch (const std::system_error& error) {
+        tell(notUpdated, "A file could not be replaced. (" + std::string(error.what()) + ")", false);
+    } catch (const std::exception& error) {
+        tell(notUpdated, error.what(), false);
+    }
+    return failed;
+}
+
+int run(const std::vector<std::wstring>& words) {
+    if (words.size() == 2 && (words[0] == L"/install" || words[0] == L"/remove" || words[0] == L"/close"))
+        return workForSetup(words[0], words[1]);
+    if (words.size() == 1 && words[0] == L"/tidy") {
+        tidy();
+        return done;
+    }
+    const int code = updateAndTell(words.size() == 1 ? words[0] : L"");
+    if (const Place place; place.isCopy()) startAsUpdater(place.updater(), L"/tidy");
+    return code;
 }
 
 } // namespace
@@ -119,17 +271,14 @@ void tell(const std::string& reason) {
 } // namespace updater
 
 int main() {
+    int count = 0;
+    wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::wstring> given;
+    for (int i = 1; words && i < count; ++i) given.emplace_back(words[i]);
+    LocalFree(words);
     try {
-        updater::run();
-        return 0;
-    } catch (const updater::ArchiveError& error) {
-        updater::tell("The update file cannot be used: " + std::string(error.what()) + ".");
-    } catch (const updater::UpdateError& error) {
-        updater::tell(error.what());
-    } catch (const std::system_error& error) {
-        updater::tell("A file could not be replaced. (" + std::string(error.what()) + ")");
-    } catch (const std::exception& error) {
-        updater::tell(error.what());
+        return updater::run(given);
+    } catch (const std::exception&) {
+        return updater::failed; // nothing was changed, and what was to be told has been told
     }
-    return 1;
 }

@@ -2,6 +2,7 @@
 #include "api/modXML.h"
 #include "core/Endpoints.h"
 #include "core/Errors.h"
+#include "core/FileNames.h"
 #include "core/Raised.h"
 #include "core/modMD5.h"
 #include "core/modMisc.h"
@@ -26,14 +27,14 @@ namespace box = platform::box;
 std::wstring archivePath() { return tempFolder + gAPI->apiDownloadingUpdateFile; }
 std::wstring checksumPath() { return archivePath() + L".md5"; }
 
-/// An update comes from one of the two known places, as a zip archive with a plain name: nothing that the service sends
-/// may choose where a file lands.
+/// An update comes from one of the two known places, as a zip archive with a name that the updater takes: nothing that
+/// the service sends may choose where a file lands.
 bool isAcceptedLink(const std::wstring& link) {
     const auto startsWith = [&](std::wstring_view base) { return link.compare(0, base.size(), base) == 0; };
     if (!startsWith(UpdateStaticUrl) && !startsWith(UpdateDownloadUrl)) return false;
-    if (!link.ends_with(L".zip")) return false;
-    const std::wstring name = link.substr(link.rfind(L'/') + 1);
-    return name.find_first_of(L"\\:") == std::wstring::npos && name.find(L"..") == std::wstring::npos;
+    std::string name;
+    for (const wchar_t c : link.substr(link.rfind(L'/') + 1)) name += c < 0x80 ? static_cast<char>(c) : '?';
+    return isArchiveName(name);
 }
 
 /// The first item of a text file: up to a comma or the end of its line, without blanks and quotes around it.

@@ -19,6 +19,14 @@ public:
         step();
         ProgramDisk::removeFolder(path);
     }
+    void removeEmptyFolder(std::string_view path) override {
+        step();
+        ProgramDisk::removeEmptyFolder(path);
+    }
+    void removeFile(std::string_view path) override {
+        step();
+        ProgramDisk::removeFile(path);
+    }
     void makeFolder(std::string_view path) override {
         step();
         ProgramDisk::makeFolder(path);

@@ -1,8 +1,6 @@
-#include "Names.h"
+#include "core/FileNames.h"
 
 #include <algorithm>
-
-namespace updater {
 
 namespace {
 
@@ -38,4 +36,6 @@ std::string foldedName(std::string_view name) {
     return all;
 }
 
-} // namespace updater
+bool isArchiveName(std::string_view name) {
+    return isPlainName(name) && name.ends_with(".zip") && name.find(' ') == name.npos;
+}
