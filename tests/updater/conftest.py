@@ -27,7 +27,7 @@ def data_folder(desktop):
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir()
     yield folder
-    for name in ("Quillory.exe", "update.exe", "updating.exe"):
+    for name in ("update.exe", "updating.exe", "Quillory.exe"):  # an updater would start the program again
         for process in desktop.probe.ask("processes", name):
             desktop.probe.ask("end", process)
         until(lambda: not desktop.probe.ask("processes", name), f"the end of {name}")  # noqa: B023
