@@ -2,7 +2,7 @@
 
 #include "Archive.h"
 #include "Fuzz.h"
-#include "Names.h"
+#include "core/FileNames.h"
 
 /// Reads any bytes as the archive of an update: it is refused, or each of its files lands below the program's folder in
 /// a place of its own, whatever Windows makes of the name.
@@ -13,9 +13,9 @@ inline void fuzzArchive(const std::uint8_t* data, std::size_t size) {
         for (const auto& file : updater::readArchive({reinterpret_cast<const char*>(data), size})) {
             for (std::size_t start = 0, end = 0; end < file.path.size(); start = end + 1) {
                 end = std::min(file.path.find('/', start), file.path.size());
-                require(updater::isPlainName(file.path.substr(start, end - start)));
+                require(isPlainName(file.path.substr(start, end - start)));
             }
-            require(!file.path.empty() && names.insert(updater::foldedName(file.path)).second);
+            require(!file.path.empty() && names.insert(foldedName(file.path)).second);
             total += file.contents.size();
         }
         require(total <= updater::largestArchive);
