@@ -99,7 +99,8 @@ class Browser:
 
     def _until(self, condition, what: str):
         # A page may go while it is read.
-        wait = WebDriverWait(self._driver, 20, ignored_exceptions=[NoSuchElementException, StaleElementReferenceException])
+        going = [NoSuchElementException, StaleElementReferenceException]
+        wait = WebDriverWait(self._driver, 20, ignored_exceptions=going)
         try:
             wait.until(condition)
         except TimeoutException:
