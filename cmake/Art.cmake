@@ -1,5 +1,6 @@
 # Renders the pictures of the windows, at each density, into one resource script.
 find_program(RSVG_CONVERT rsvg-convert REQUIRED)
+find_program(OPTIPNG optipng REQUIRED)
 set(QUILLORY_ART_DIR ${CMAKE_BINARY_DIR}/art)
 set(QUILLORY_ART_RC ${QUILLORY_ART_DIR}/art.rc)
 file(GLOB art_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/art/*.svg)

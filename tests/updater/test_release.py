@@ -13,7 +13,7 @@ from person import Person
 
 VERSION = "1.0.113"
 SYSTEM_LIBRARIES = {
-    "advapi32", "comctl32", "gdi32", "kernel32", "msimg32", "msvcrt", "ole32", "oleaut32", "shell32", "user32",
+    "advapi32", "comctl32", "gdi32", "kernel32", "msvcrt", "ole32", "oleaut32", "shell32", "user32",
     "uxtheme", "windowscodecs", "ws2_32",
 }  # fmt: skip
 NAMES = ["Quillory.exe", "Updater/update.exe", "LICENSE.txt", "README.txt"]
@@ -53,6 +53,9 @@ def test_a_release_holds_the_programs_of_its_version_and_the_checksum_that_quill
         told = subprocess.run(["objdump", "-p", tmp_path / program], capture_output=True, text=True, check=True).stdout
         needed = {name.lower() for name in re.findall(r"DLL Name: (\S+)\.dll", told, re.I)}
         assert needed and needed <= SYSTEM_LIBRARIES
+        assert {"DYNAMIC_BASE", "NX_COMPAT"} <= set(told.split()) and "Base Relocation Directory [.reloc]" in told
+        assert b"stack smashing detected" in (tmp_path / program).read_bytes()
+    assert (tmp_path / "Quillory.exe").stat().st_size <= 1_200_000
 
 
 @pytest.mark.long

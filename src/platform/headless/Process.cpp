@@ -5,6 +5,8 @@
 
 namespace platform {
 
+void useSystemLibrariesOnly() {}
+
 bool previousInstance() { return headless::state.previousInstance; }
 
 std::wstring programFolder() { return headless::state.programFolder; }

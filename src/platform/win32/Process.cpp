@@ -1,5 +1,8 @@
 #include "platform/Process.h"
 
+#include <cstdlib>
+#include <exception>
+
 #include <windows.h>
 
 namespace platform {
@@ -31,4 +34,16 @@ void endProcess() {
     for (;;) Sleep(INFINITE);
 }
 
+void useSystemLibrariesOnly() {
+    SetDllDirectoryW(L""); // the current folder
+    using SetDirectories = BOOL(WINAPI*)(DWORD);
+    constexpr DWORD searchSystem32 = 0x800; // LOAD_LIBRARY_SEARCH_SYSTEM32
+    // Windows 7 has it by an update alone.
+    const FARPROC found = GetProcAddress(GetModuleHandleW(L"kernel32"), "SetDefaultDllDirectories");
+    if (found) reinterpret_cast<SetDirectories>(reinterpret_cast<void*>(found))(searchSystem32);
+}
+
 } // namespace platform
+
+/// The compiler's own would print what ends the process to a console that is not there, and brings 40 KB for that.
+void __gnu_cxx::__verbose_terminate_handler() { std::abort(); }

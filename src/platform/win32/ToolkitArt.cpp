@@ -262,7 +262,7 @@ void drawPicture(HDC dc, const RECT& place, const Picture& picture, int dpi) {
     const int height = std::min<int>(surface->height(), place.bottom - place.top);
     const BLENDFUNCTION blend{AC_SRC_OVER, 0, 255, AC_SRC_ALPHA};
     if (width > 0 && height > 0)
-        AlphaBlend(dc, place.left, place.top, width, height, surface->dc(), 0, 0, width, height, blend);
+        GdiAlphaBlend(dc, place.left, place.top, width, height, surface->dc(), 0, 0, width, height, blend);
 }
 
 HCURSOR pointer(std::int16_t number) {

@@ -146,7 +146,7 @@ void FormWindow::redraw(const RECT& dirty) {
             drawCaptioned(dc, rect, *box, dpi, key);
         RestoreDC(dc, unclipped);
         if (below)
-            AlphaBlend(dc, seen.left, seen.top, width, height, below.dc(), 0, 0, width, height,
+            GdiAlphaBlend(dc, seen.left, seen.top, width, height, below.dc(), 0, 0, width, height,
                        {AC_SRC_OVER, 0, disabledVeil, 0});
         if (control == ringed) drawFocus(buffer, rect, line, contrasting ? background : white, dirty, dpi);
     }
