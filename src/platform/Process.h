@@ -4,9 +4,8 @@
 
 namespace platform {
 
-/// From now on libraries are loaded from the system's folder alone: not from the program's own, where an installation
-/// for one person lets anything of that person's write, nor from the current one. Call it first of all.
-void useSystemLibrariesOnly();
+/// From now on no library is loaded from the current folder. Call it first of all.
+void leaveCurrentFolderOut();
 
 /// True if another process of this program was running for this user's session when it was first asked.
 bool previousInstance();

@@ -6,7 +6,7 @@
 
 /// The program is its main window: loading that is all there is to do, and everything else is driven by events.
 int main() {
-    platform::useSystemLibrariesOnly();
+    platform::leaveCurrentFolderOut();
     showErrorsWith(slideError);
     reportEscapedErrors();
     platform::guarded(startQuillory);

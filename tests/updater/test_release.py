@@ -38,7 +38,7 @@ def release(tmp_path_factory):
 def test_a_release_holds_the_programs_of_its_version_and_the_checksum_that_quillory_reads(release, tmp_path):
     archive = release / f"Quillory-{VERSION}.zip"
     names = sorted(path.name for path in release.iterdir())
-    assert names == [archive.name, archive.name + ".md5", "Quillory-Setup.exe"]
+    assert names == [archive.name, archive.name + ".md5", "Quillory-Setup.exe", f"quillory-harbor_{VERSION}_all.deb"]
     checksum = archive.with_name(archive.name + ".md5").read_text()
     assert checksum == hashlib.md5(archive.read_bytes()).hexdigest() + "\n"
     with zipfile.ZipFile(archive) as packed:
@@ -68,9 +68,10 @@ def test_the_same_source_makes_the_same_bytes_in_any_folder(tmp_path):
             (folder / name).parent.mkdir(parents=True, exist_ok=True)
             if (ROOT / name).is_file():
                 shutil.copy2(ROOT / name, folder / name)
-        out = tmp_path / f"from {folder.name}"
-        results.append(made(out, folder, "--key", ROOT / "build" / "signing-key.pem", SOURCE_DATE_EPOCH="1700000000", CCACHE_DISABLE="1"))
-    assert len(results[0]) == 3 and results[0] == results[1]
+        out = tmp_path / f"from-{folder.name}"
+        key = ROOT / "build" / "signing-key.pem"
+        results.append(made(out, folder, "--key", key, SOURCE_DATE_EPOCH="1700000000", CCACHE_DISABLE="1"))
+    assert len(results[0]) == 4 and results[0] == results[1]
 
 
 @pytest.mark.parametrize(

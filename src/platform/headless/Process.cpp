@@ -5,7 +5,7 @@
 
 namespace platform {
 
-void useSystemLibrariesOnly() {}
+void leaveCurrentFolderOut() {}
 
 bool previousInstance() { return headless::state.previousInstance; }
 

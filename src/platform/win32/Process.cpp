@@ -34,14 +34,7 @@ void endProcess() {
     for (;;) Sleep(INFINITE);
 }
 
-void useSystemLibrariesOnly() {
-    SetDllDirectoryW(L""); // the current folder
-    using SetDirectories = BOOL(WINAPI*)(DWORD);
-    constexpr DWORD searchSystem32 = 0x800; // LOAD_LIBRARY_SEARCH_SYSTEM32
-    // Windows 7 has it by an update alone.
-    const FARPROC found = GetProcAddress(GetModuleHandleW(L"kernel32"), "SetDefaultDllDirectories");
-    if (found) reinterpret_cast<SetDirectories>(reinterpret_cast<void*>(found))(searchSystem32);
-}
+void leaveCurrentFolderOut() { SetDllDirectoryW(L""); }
 
 } // namespace platform
 
