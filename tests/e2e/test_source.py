@@ -13,7 +13,7 @@ def test_tags_are_checked_before_they_are_saved(stage):
     person = stage.person
     stage.enter()
     person.click("frmMain", "picSourceTabs[1]")
-    assert stage.account()["ActiveTab"] == text("1")
+    until(lambda: stage.account()["ActiveTab"] == text("1"), "the tab chosen")
 
     def refused(tag):
         person.fill("frmMain", "txtTagName", tag)
