@@ -28,8 +28,8 @@ struct Window : Form {
     ComboBox combo{*this, {10, 40, 100, 24}, {L"Hours", L"Days"}, L"Hours"};
     CheckBox check{*this, {10, 70, 100, 20}, L"Check"};
     PictureBox picture{*this, {10, 100, 50, 50}};
-    Label fromTop{*this, {150, 10, 60, 40}, tooTall, {}};
-    Label fromMiddle{*this, {220, 10, 60, 40}, tooTall, {.middle = true}};
+    Label fromTop{*this, {150, 10, 60, 40}, tooTall, {.color = {255, 255, 255}}};
+    Label fromMiddle{*this, {220, 10, 60, 40}, tooTall, {.color = {255, 255, 255}, .middle = true}};
 
     Window() : Form(designOf(L"toolkitTest")) {}
 };

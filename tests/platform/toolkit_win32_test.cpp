@@ -1,4 +1,5 @@
 #include "platform/Win32Toolkit.h"
+#include "support/TestDesktop.h"
 
 using testing::ElementsAre;
 
@@ -200,6 +201,7 @@ TEST_F(Win32Toolkit, AModalWindowBlocksItsOwnerUntilItGoes) {
 }
 
 TEST_F(Win32Toolkit, ABoxStaysInFrontHearsItsKeysUnderAnyLoopAndGivesTheFocusBack) {
+    testDesktop::answerBoxes({0});
     form->text.SetFocus();
     const auto ask = [this] {
         return platform::messageBox(L"Really?", platform::box::ok, L"Question", [this](std::int32_t button) {
@@ -224,6 +226,7 @@ TEST_F(Win32Toolkit, ABoxStaysInFrontHearsItsKeysUnderAnyLoopAndGivesTheFocusBac
         PostMessageW(GetFocus(), WM_KEYUP, VK_RETURN, static_cast<LPARAM>(0xC0000001));
         platform::pumpMessages();
         events.push_back(IsWindowEnabled(window()) ? "free" : "blocked"); // its own loop has not returned
+        if (IsWindowVisible(box)) SendMessageW(box, WM_COMMAND, IDOK, 0); // or it would stay for ever, unheard
     };
     EXPECT_EQ(ask(), 1);
     EXPECT_THAT(events, ElementsAre("blocked", "box", "box", "again 0", "told 1", "free"));
@@ -231,6 +234,7 @@ TEST_F(Win32Toolkit, ABoxStaysInFrontHearsItsKeysUnderAnyLoopAndGivesTheFocusBac
 }
 
 TEST_F(Win32Toolkit, ABoxThatIsAnsweredOverABusyWindowLeavesItTheActivationAndNoInput) {
+    testDesktop::answerBoxes({0});
     form->text.SetFocus();
     TimerControl meanwhile(*form, 30, true);
     meanwhile.Timer = [&] {
@@ -257,6 +261,7 @@ TEST_F(Win32Toolkit, AnOpenMenuAndAnOpenListEndBeforeWhatAsks) {
     EXPECT_EQ(form->combo.Text(), shown) << "what is shown is what is used";
     form->Enabled = true;
 
+    testDesktop::answerBoxes({0});
     MenuEntry entry{L"Entry", true, true, {}};
     entry.Click = [this] { events.push_back("chosen"); };
     bool asked = false;

@@ -31,10 +31,11 @@ void postMessage(platform::WindowHandle window, std::uint32_t message, std::uint
 /// Lets time pass, with the message loop running: at once on the headless desktop, really on Windows.
 void passTime(std::uint32_t milliseconds);
 
-/// Runs the message loop until `done` holds, for five seconds at most. Returns done().
-bool pumpUntil(const std::function<bool()>& done);
+/// Runs the message loop until `done` holds, for at most `milliseconds` of real time. Returns done().
+bool pumpUntil(const std::function<bool()>& done, int milliseconds = 5000);
 
-/// The buttons for the message boxes to come; a box without an answer gets OK, or Yes.
+/// The buttons for the message boxes to come; a box without an answer gets OK, or Yes. On Windows 0 leaves the box up,
+/// for the test to answer by itself.
 void answerBoxes(const std::vector<std::int32_t>& buttons);
 
 struct ShownBox {

@@ -20,7 +20,7 @@ void postMessage(platform::WindowHandle window, std::uint32_t message, std::uint
 
 void passTime(std::uint32_t milliseconds) { headless::advance(milliseconds); }
 
-bool pumpUntil(const std::function<bool()>& done) { return headless::pumpUntil(done); }
+bool pumpUntil(const std::function<bool()>& done, int milliseconds) { return headless::pumpUntil(done, milliseconds); }
 
 void answerBoxes(const std::vector<std::int32_t>& buttons) { headless::answers = {buttons.begin(), buttons.end()}; }
 

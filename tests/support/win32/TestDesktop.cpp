@@ -59,7 +59,7 @@ void answer(HWND box) {
         button = answers.front();
         answers.pop_front();
     }
-    PostMessageW(GetDlgItem(box, button), BM_CLICK, 0, 0);
+    if (button != 0) PostMessageW(GetDlgItem(box, button), BM_CLICK, 0, 0);
 }
 
 /// Told of each window of this thread that becomes active; the platform's dialogs have the class #32770.
@@ -123,8 +123,8 @@ void passTime(std::uint32_t milliseconds) {
     }
 }
 
-bool pumpUntil(const std::function<bool()>& done) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+bool pumpUntil(const std::function<bool()>& done, int milliseconds) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     while (!done() && std::chrono::steady_clock::now() < end) passTime(1);
     return done();
 }
