@@ -91,9 +91,9 @@ TEST_F(Win32Toolkit, AReaderIsToldOfFocusProgressNamesAndNotices) {
     heard();
     notice->words.Caption = L"first";
     notice->words.Caption = L"second";
-    const auto told = heard();
-    EXPECT_EQ(std::ranges::count(told, DWORD{EVENT_OBJECT_NAMECHANGE}), 2);
-    EXPECT_EQ(std::ranges::count(told, DWORD{EVENT_SYSTEM_ALERT}), 1);
+    const auto afterwards = heard();
+    EXPECT_EQ(std::ranges::count(afterwards, DWORD{EVENT_OBJECT_NAMECHANGE}), 2);
+    EXPECT_EQ(std::ranges::count(afterwards, DWORD{EVENT_SYSTEM_ALERT}), 1);
     UnhookWinEvent(hook);
     notice.discard();
 }
