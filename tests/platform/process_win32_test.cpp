@@ -42,18 +42,6 @@ TEST(SecondInstance, DISABLED_EndsAtOnceIfItSeesTheFirst) { // run by the test b
     ADD_FAILURE() << "no other instance was seen";
 }
 
-TEST(Process, NoLibraryOfTheCurrentFolderIsLoaded) {
-    wchar_t current[MAX_PATH];
-    GetCurrentDirectoryW(MAX_PATH, current);
-    SetCurrentDirectoryW(testDesktop::scratchFolder().c_str());
-    testDesktop::putFile(testDesktop::scratchFolder() + L"\\planted.dll", "no library");
-    const auto tried = [] { return LoadLibraryW(L"planted.dll") ? DWORD{ERROR_SUCCESS} : GetLastError(); };
-    EXPECT_EQ(tried(), DWORD{ERROR_BAD_EXE_FORMAT}) << "found where the system looks by itself";
-    leaveCurrentFolderOut();
-    EXPECT_EQ(tried(), DWORD{ERROR_MOD_NOT_FOUND});
-    SetCurrentDirectoryW(current);
-}
-
 TEST(Process, ASecondInstanceSeesTheFirstAndEndsWithoutAnyDestructor) {
     const std::wstring mark = testDesktop::scratchFolder() + L"\\destroyed";
     const bool mine = previousInstance();
