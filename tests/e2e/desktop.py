@@ -98,7 +98,8 @@ class Desktop:
         )
         self.endings.callback(end, listening)
         self.probe = Probe(listening)
-        self.probe.ask("screen")  # answered as soon as the desktop stands
+        if self.probe.ask("screen")["size"] != list(self.size):  # answered as soon as the desktop stands
+            self.probe.ask("resolution", *self.size)  # Wine remembers one that was changed and not given back
 
     def wine(self, program, *arguments, seconds=60, environment=None):
         """Runs a Windows program to its end and returns what it wrote."""

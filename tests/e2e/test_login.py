@@ -40,7 +40,7 @@ def test_what_is_typed_is_checked_before_anything_is_sent(stage):
     person.answer(box, "OK")
     until(lambda: person.focused("frmLogin", "txtUserName"), "the focus at the username")
     assert person.field("frmLogin", "txtUserName").text == "alice wonder"
-    assert stage.service.harbor.requests == []
+    assert not stage.service.harbor.requests
     assert stage.registry.sections() == []
 
 

@@ -62,7 +62,7 @@ def test_without_its_folder_it_tells_so_and_ends(stage):
     stage.person.answer(box, "OK")
     until(lambda: not stage.running(), "the program's end")
     assert stage.folder.read_text() == "in the way"
-    assert stage.service.harbor.requests == []
+    assert not stage.service.harbor.requests
 
 
 def test_the_folder_is_made_and_half_a_login_is_none(stage):
