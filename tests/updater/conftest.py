@@ -20,6 +20,14 @@ def desktop():
         yield raised
 
 
+def ended(desktop, name):
+    """Ends all programs of a name; true if there was none."""
+    processes = desktop.probe.ask("processes", name)
+    for process in processes:
+        desktop.probe.ask("end", process)
+    return not processes
+
+
 @pytest.fixture
 def data_folder(desktop):
     """Quillory's data folder, empty."""
@@ -28,7 +36,5 @@ def data_folder(desktop):
     folder.mkdir()
     yield folder
     for name in ("update.exe", "updating.exe", "Quillory.exe"):  # an updater would start the program again
-        for process in desktop.probe.ask("processes", name):
-            desktop.probe.ask("end", process)
-        until(lambda: not desktop.probe.ask("processes", name), f"the end of {name}")  # noqa: B023
+        until(lambda: ended(desktop, name), f"the end of {name}")  # noqa: B023
     shutil.rmtree(folder, ignore_errors=True)

@@ -7,6 +7,7 @@ import sys
 import zipfile
 
 import pytest
+from conftest import ended
 from desktop import BUILD, ROOT, until
 
 sys.path.insert(0, str(ROOT / "scripts"))
@@ -87,9 +88,7 @@ class Place:
         return self.desktop.probe.ask("processes", name)
 
     def end(self, name="Quillory.exe"):
-        for process in self.running(name):
-            self.desktop.probe.ask("end", process)
-        until(lambda: not self.running(name), f"the end of {name}")
+        until(lambda: ended(self.desktop, name), f"the end of {name}")
 
     def updater_ends(self, seconds=30):
         until(lambda: not self.running("updating.exe"), "the end of the updater's copy", seconds)
