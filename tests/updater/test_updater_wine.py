@@ -123,51 +123,6 @@ def register(place, *command):
     return place.desktop.wine("reg", command[0], key, *command[1:])
 
 
-def test_an_update_replaces_everything_and_starts_the_new_version(place):
-    place.install(installed(OLD, added={"Old.txt": b"what the new version no longer has"}))
-    register(place, "add", "/v", "InstallLocation", "/d", "C:\\Quillory's place", "/f")
-    place.start()
-    until(lambda: place.started() == [OLD], "the old version")
-    place.archive.write_bytes(release(NEW, added=ADDED))
-    place.update(ARCHIVE)
-    until(lambda: place.running("updating.exe"), "the updater's copy")
-    with pytest.raises(AssertionError):  # not while Quillory runs
-        until(lambda: place.files()["LICENSE.txt"] != version(OLD)["LICENSE.txt"], "a change", 2)
-
-    place.end()
-    until(lambda: place.started() == [OLD, NEW], "the new version")
-    place.updater_ends()
-    assert place.files() == installed(NEW, added=ADDED)
-    assert sorted(path.name for path in (place.folder / "Updater").iterdir()) == ["release.txt", "update.exe"]
-    assert not place.archive.exists()
-    assert place.messages() == []
-    assert "1.0.113" in register(place, "query", "/v", "DisplayVersion")
-    register(place, "delete", "/f")
-
-    # The updater that has come with the new version does the next update. What it cannot remove does not stop it, nor
-    # does a message that nobody has read.
-    place.update("Quillory-9.zip")
-    until(place.messages, "a message")
-    place.end()
-    place.archive.write_bytes(release("2nd"))
-    assert place.update(ARCHIVE).wait(60) == 0
-    until(lambda: place.started() == [OLD, NEW, "2nd"], "the version after that")
-    place.updater_ends()
-    assert place.files() == installed("2nd") and not (place.folder / "Help").exists()
-    place.end()
-
-    # A signed program that does not come up gives its place back to the one before it.
-    broken = {**version("bad"), "Quillory.exe": (BUILD / "win32" / "tests" / "updater" / "stillborn.exe").read_bytes()}
-    key = signing.opened(BUILD / "signing-key.pem")
-    place.archive.write_bytes(packed(signing.signed("1.0.115", broken, key)))
-    place.update(ARCHIVE)
-    assert "did not start" in place.message(60)
-    place.updater_ends()
-    assert place.files() == installed("2nd")
-    place.start()
-    until(lambda: place.started()[-1] == "2nd", "the version before")
-
-
 def archives():
     good = signing.signed("1.0.113", version(NEW), signing.opened(BUILD / "signing-key.pem"))
     other = signing.ecdsa.SigningKey.generate(signing.ecdsa.NIST256p)
@@ -229,6 +184,51 @@ def test_what_is_no_update_changes_nothing_and_is_told(place):
     place.updater_ends()
     assert place.files() == installed(OLD)
     assert place.started() == [OLD]
+
+
+def test_an_update_replaces_everything_and_starts_the_new_version(place):
+    place.install(installed(OLD, added={"Old.txt": b"what the new version no longer has"}))
+    register(place, "add", "/v", "InstallLocation", "/d", "C:\\Quillory's place", "/f")
+    place.start()
+    until(lambda: place.started() == [OLD], "the old version")
+    place.archive.write_bytes(release(NEW, added=ADDED))
+    place.update(ARCHIVE)
+    until(lambda: place.running("updating.exe"), "the updater's copy")
+    with pytest.raises(AssertionError):  # not while Quillory runs
+        until(lambda: place.files()["LICENSE.txt"] != version(OLD)["LICENSE.txt"], "a change", 2)
+
+    place.end()
+    until(lambda: place.started() == [OLD, NEW], "the new version")
+    place.updater_ends()
+    assert place.files() == installed(NEW, added=ADDED)
+    assert sorted(path.name for path in (place.folder / "Updater").iterdir()) == ["release.txt", "update.exe"]
+    assert not place.archive.exists()
+    assert place.messages() == []
+    assert "1.0.113" in register(place, "query", "/v", "DisplayVersion")
+    register(place, "delete", "/f")
+
+    # The updater that has come with the new version does the next update. What it cannot remove does not stop it, nor
+    # does a message that nobody has read.
+    place.update("Quillory-9.zip")
+    until(place.messages, "a message")
+    place.end()
+    place.archive.write_bytes(release("2nd"))
+    assert place.update(ARCHIVE).wait(60) == 0
+    until(lambda: place.started() == [OLD, NEW, "2nd"], "the version after that")
+    place.updater_ends()
+    assert place.files() == installed("2nd") and not (place.folder / "Help").exists()
+    place.end()
+
+    # A signed program that does not come up gives its place back to the one before it.
+    broken = {**version("bad"), "Quillory.exe": (BUILD / "win32" / "tests" / "updater" / "stillborn.exe").read_bytes()}
+    key = signing.opened(BUILD / "signing-key.pem")
+    place.archive.write_bytes(packed(signing.signed("1.0.115", broken, key)))
+    place.update(ARCHIVE)
+    assert "did not start" in place.message(60)
+    place.updater_ends()
+    assert place.files() == installed("2nd")
+    place.start()
+    until(lambda: place.started()[-1] == "2nd", "the version before")
 
 
 def test_wherever_the_updater_is_killed_the_old_or_the_new_program_starts(place):
