@@ -199,8 +199,7 @@ def test_after_an_image_that_was_broken_off_the_next_one_comes(stage, offset):
     # Half a header makes the program ask for two others at once, and both answers may come as one.
     if box := stage.person.find_box():
         assert box.title == "XML Error"
-        stage.person.answer(box, "OK")
-        stage.person.click("frmDownloading", "imgAbort")
+        stage.person.answer(box, "OK")  # with which the rotation ends
     stage.person.gone("frmDownloading")
     if stage.person.find(lettering.NOTICE):
         lettering.close_notice(stage)
