@@ -17,7 +17,8 @@ def open_menu(stage):
 
 def is_in_front(person, window):
     left, top, width, height = window.place
-    return person.front_window(left + width // 2, top + height // 2).handle == window.handle
+    front = person.front_window(left + width // 2, top + height // 2)
+    return front is not None and front.handle == window.handle
 
 
 def menu_is_gone(stage):

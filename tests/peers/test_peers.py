@@ -79,7 +79,7 @@ def fetch(request):
     subprocess.run(["scripts/build", desktop.preset, "quillory_net"], cwd=ROOT, check=True)
     program = BUILD / "peers" / f"fetch-{desktop.name}.exe"
     program.parent.mkdir(parents=True, exist_ok=True)
-    libraries = [BUILD / desktop.preset / "src" / f"libquillory_{name}.a" for name in ("net", "platform")]
+    libraries = [BUILD / desktop.preset / "src" / f"libquillory_{name}.a" for name in ("net", "core", "platform")]
     command = [*desktop.compiler, "-std=c++20", "-O1", f"-I{ROOT / 'src'}", f"-I{HERE / desktop.name}"]
     subprocess.run([*command, HERE / "fetch.cpp", *libraries, *desktop.libraries, "-o", program], check=True)
     return lambda paths: desktop.fetch(str(program), [f"http://127.0.0.1{path}" for path in paths]).split("\n")[:-1]
