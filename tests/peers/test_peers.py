@@ -58,7 +58,7 @@ class Headless:
 
 
 class Windows:
-    compiler = ["i686-w64-mingw32-g++-posix", "-static"]
+    compiler = ["i686-w64-mingw32-g++-posix", "-static", "-fstack-protector-strong"]
     preset = "win32"
     libraries = ["-lws2_32", "-lcrypt32", "-lbcrypt", "-luser32", "-ladvapi32"]
     name = "win32"
