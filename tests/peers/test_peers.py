@@ -60,7 +60,9 @@ class Headless:
 class Windows:
     compiler = ["i686-w64-mingw32-g++-posix", "-static", "-fstack-protector-strong"]
     preset = "win32"
-    libraries = ["-lws2_32", "-lcrypt32", "-lbcrypt", "-luser32", "-ladvapi32"]
+    libraries = [f"-l{name}" for name in (
+        "ws2_32", "advapi32", "shell32", "user32", "gdi32", "ole32", "oleaut32", "uuid", "windowscodecs", "uxtheme", "comctl32",
+    )]  # fmt: skip
     name = "win32"
 
     def fetch(self, program, urls):

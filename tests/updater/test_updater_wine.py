@@ -228,7 +228,7 @@ def test_an_update_replaces_everything_and_starts_the_new_version(place):
     place.updater_ends()
     assert place.files() == installed("2nd")
     place.start()
-    until(lambda: place.started()[-1] == "2nd", "the version before")
+    until(lambda: place.started() == [OLD, NEW, "2nd", "2nd"], "the version before")
 
 
 def test_wherever_the_updater_is_killed_the_old_or_the_new_program_starts(place):
