@@ -61,7 +61,8 @@ class Windows:
     compiler = ["i686-w64-mingw32-g++-posix", "-static", "-fstack-protector-strong"]
     preset = "win32"
     libraries = [f"-l{name}" for name in (
-        "ws2_32", "advapi32", "shell32", "user32", "gdi32", "ole32", "oleaut32", "uuid", "windowscodecs", "uxtheme", "comctl32",
+        "ws2_32", "advapi32", "shell32", "user32", "gdi32", "ole32", "oleaut32", "uuid", "windowscodecs",
+        "uxtheme", "comctl32",
     )]  # fmt: skip
     name = "win32"
 
