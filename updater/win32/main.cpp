@@ -18,9 +18,10 @@
 
 // Quillory ends and starts this program with the name of an archive that it has left in its data folder. Besides:
 //
-//   update.exe /install FOLDER   puts the release and the uninstaller that lie beside it into a folder: the setup's
-//   work update.exe /remove FOLDER    takes out what is on record there: the uninstaller's work update.exe /tidy
-//   removes what the update before has left behind
+//   /install FOLDER   puts the release and the uninstaller that lie beside it into a folder: the setup's work
+//   /remove FOLDER    takes out what is on record there: the uninstaller's work
+//   /close FOLDER     ends the Quillory that runs from there, before either of them
+//   /tidy             removes what the update before has left behind
 //
 // The setup's three show nothing and end with one of the codes below.
 //
