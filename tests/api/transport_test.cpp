@@ -71,9 +71,9 @@ TEST_F(Transport, TheEndOfAnAnswerIsKnownFromItsText) {
     const std::string whole = Service::apiAnswer(Service::galleries);
     EXPECT_TRUE(isUnderstood({whole}));
     const std::size_t body = whole.find("<galleries>");
-    std::vector<std::string> bytes{whole.substr(0, body)};
-    for (const char c : whole.substr(body)) bytes.emplace_back(1, c);
-    EXPECT_TRUE(isUnderstood(bytes));
+    std::vector<std::string> bytes{whole.substr(0, whole.size() - 30)};
+    for (const char c : whole.substr(whole.size() - 30)) bytes.emplace_back(1, c);
+    EXPECT_TRUE(isUnderstood(bytes)) << "the end byte by byte";
     EXPECT_TRUE(isUnderstood({whole.substr(0, body), whole.substr(body)}));
     EXPECT_TRUE(isUnderstood({whole.substr(0, body + 30), whole.substr(body + 30, 40), whole.substr(body + 70)}));
     EXPECT_TRUE(isUnderstood({Service::apiAnswer("\n\n" + Service::galleries + "\n\n\n")})) << "empty lines around it";

@@ -83,13 +83,19 @@ class Desktop:
             ready.touch()
         exe = probe_program()
         explorer = r"Software\Wine\Explorer"
-        for key, name, data in (
-            (explorer, "Desktop", NAME),
-            (explorer + r"\Desktops", NAME, f"{self.size[0]}x{self.size[1]}"),
-        ):
-            self.wine(exe, "write", key, name, "1", (data + "\0").encode().hex())
         dpi = self.dpi.to_bytes(4, "little").hex()
-        self.wine(exe, "write", r"Control Panel\Desktop", "LogPixels", "4", dpi)
+        settings = (
+            (explorer, "Desktop", "1", (NAME + "\0").encode().hex()),
+            (explorer + r"\Desktops", NAME, "1", (f"{self.size[0]}x{self.size[1]}" + "\0").encode().hex()),
+            (r"Control Panel\Desktop", "LogPixels", "4", dpi),
+        )
+        if ready.read_text() != str(settings):
+            for setting in settings:
+                self.wine(exe, "write", *setting)
+            # These programs stand on whatever desktop was there before, and would keep it: on one without a window
+            # manager Wine waits two seconds for each window that is hidden.
+            subprocess.run(["wineserver", "-k"], env=self.environment, timeout=END_SECONDS)
+            ready.write_text(str(settings))
         if self.bare:
             self.wine(exe, "delete", r"Control Panel\Desktop", "Wallpaper")
         listening = subprocess.Popen(

@@ -32,7 +32,7 @@ void postMessage(platform::WindowHandle window, std::uint32_t message, std::uint
 void passTime(std::uint32_t milliseconds);
 
 /// Runs the message loop until `done` holds, for at most `milliseconds` of real time. Returns done().
-bool pumpUntil(const std::function<bool()>& done, int milliseconds = 5000);
+bool pumpUntil(const std::function<bool()>& done, int milliseconds = 30000);
 
 /// The buttons for the message boxes to come; a box without an answer gets OK, or Yes. On Windows 0 leaves the box up,
 /// for the test to answer by itself.

@@ -40,7 +40,7 @@ void addMessageSource(MessageSource source);
 void advance(std::uint32_t milliseconds);
 
 /// Pumps until `done` holds, letting sources work, for at most `milliseconds` of real time. Returns done().
-bool pumpUntil(const std::function<bool()>& done, int milliseconds = 5000);
+bool pumpUntil(const std::function<bool()>& done, int milliseconds = 30000);
 
 struct ShownBox {
     std::wstring text;
