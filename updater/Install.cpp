@@ -22,6 +22,12 @@ void makeFolderOf(Disk& disk, const std::string& path) {
     if (const auto folder = folderOf(path); !folder.empty()) disk.makeFolder(folder);
 }
 
+/// Removes the folders that a file has left empty, but for the updater's own.
+void removeFoldersOf(Disk& disk, const std::string& path) {
+    for (auto folder = folderOf(path); !folder.empty() && folder != "Updater"; folder = folderOf(folder))
+        disk.removeEmptyFolder(folder);
+}
+
 void addPaths(std::set<std::string>& paths, const std::optional<std::string>& text) {
     if (!text) return;
     try {
@@ -101,8 +107,7 @@ void Installation::putBack() {
             disk.replaceFile(aside + path, path);
         else
             disk.removeFile(path);
-        for (auto folder = folderOf(path); !folder.empty() && folder != "Updater"; folder = folderOf(folder))
-            disk.removeEmptyFolder(folder);
+        removeFoldersOf(disk, path);
         placed.pop_back();
     }
     cleanUp(disk);
@@ -112,7 +117,7 @@ void Installation::finish() {
     try {
         for (const auto& path : obsolete) {
             disk.removeFile(path);
-            if (const auto folder = folderOf(path); !folder.empty()) disk.removeEmptyFolder(folder);
+            removeFoldersOf(disk, path);
         }
     } catch (const std::system_error&) {
         return; // the old record stays aside, and tells the next update and the uninstaller what there is to remove
@@ -140,12 +145,14 @@ void removeInstalled(Disk& disk, std::vector<std::string> more) {
         cleanUp(disk);
         throw;
     }
-    disk.removeFolder("Updater/old");
-    std::set<std::string, std::greater<>> folders; // those inside before those around them
-    for (const auto& path : paths)
-        for (auto folder = folderOf(path); !folder.empty(); folder = folderOf(folder)) folders.insert(folder);
-    for (const auto& folder : folders) disk.removeEmptyFolder(folder);
-    disk.removeEmptyFolder("");
+    // From here on Quillory is gone. Whoever still holds what lies aside cannot bring it back.
+    cleanUp(disk);
+    try {
+        for (const auto& path : paths) removeFoldersOf(disk, path);
+        disk.removeEmptyFolder("Updater");
+        disk.removeEmptyFolder("");
+    } catch (const std::system_error&) {
+    }
 }
 
 } // namespace updater

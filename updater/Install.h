@@ -39,8 +39,9 @@ private:
     std::vector<std::string> placed;   ///< what putBack() has to undo
 };
 
-/// Takes all that is on record, and `more`, out of the program's folder. All or nothing, as far as an error goes.
-/// Folders go if nothing of somebody else is in them.
+/// Takes all that is on record, and `more`, out of the program's folder. All or nothing, as far as an error goes: once
+/// everything has left its place, what cannot be deleted stays behind in Updater/old. Folders go if nothing of somebody
+/// else is in them.
 void removeInstalled(Disk& disk, std::vector<std::string> more);
 
 } // namespace updater

@@ -1,21 +1,21 @@
 #include "Release.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 #include <gtest/gtest.h>
 
 #include "Program.h"
 #include "Signature.h"
-#include "Zip.h"
 
 // Whose releases the updater installs. The key and the signatures were made with scripts/signing.py; the private half
 // has been thrown away.
 
 namespace {
 
-using updater::ArchiveError;
-using updater::ArchiveFile;
+using Files = std::vector<updater::ArchiveFile>;
 
 std::string bytes(std::string_view hex) {
     std::string all;
@@ -24,14 +24,14 @@ std::string bytes(std::string_view hex) {
     return all;
 }
 
-const std::string key = bytes("64ea3dc7ca51686b59d0e6e70bdf039a0a6e612fb1b2a2bf11393e65ea4f83dd"
-                              "0bad43ae9fa8d98cdcdf0d8a7f58fb3ceb4956422e8a8a72d5e17b9ef71b364f");
-const std::string anotherKey = bytes("b94e22e71b48fec7aca95e492162d1af7f9f3ed45811400f7f2ffe960127f20c"
-                                     "1f4a0ada7eeb152956e773cad11f6e7736448fe6bec5c6f8089da08bebd3f1c9");
-const std::string signatureOf113 = bytes("0cf85fc1922565e970f9d2cc938e723ede05cf64f0495bd14dc6b846b7a62a91"
-                                         "d8737fe402eff6721ca7582f7d568de311660fff494f48e02b211cd43d19f55a");
-const std::string signatureOf114 = bytes("6761bdbdc917c125ac5242481b7022bede98fcac5c44d9ce1e2de204f963cb55"
-                                         "6bed6c1865c231651f965faad11a667db2f3f4e581cafeb3eebe6dedde0fd990");
+const std::string key = bytes("241da3f5edd43d3f336532cbf6c46537da7fad16a76eebd0a79393543fb0b1fe"
+                              "031023e597a2be4e5317785a5ef35dea8a5eb11ff6dfc70446f425a18673a50c");
+const std::string anotherKey = bytes("00b66b2b1111a79b201471be894a3623eed247440c69009e68be5bf74a64ebaf"
+                                     "fa728296e55f133899d1c16d74ceefc0a14c34955304968c01e5387f318764e7");
+const std::string signatureOf113 = bytes("bea125db70b585f67c4493bdc6d19b34c165a5b9a7942bdec60442494e3b2ad8"
+                                         "1b7764318fbd9a2a57e27ba6a7d18bb67a2be278b4384ef02d8b83067431831e");
+const std::string signatureOf114 = bytes("5b1e7a183d91299d2f7e001546e199bbe012dbc34014320ee99aec7b14cd7059"
+                                         "1fee220fcb8b2da168834529d5e8ea3202a74569a58b56790593459f7e20e10a");
 
 /// A field of a file in little-endian order.
 void set(std::string& file, std::size_t place, std::uint32_t value, int size) {
@@ -60,112 +60,125 @@ std::string program(const std::string& code) {
     return file + code;
 }
 
-std::string line(const ArchiveFile& file) {
-    return updater::sha256(file.contents) + ' ' + std::to_string(file.contents.size()) + ' ' + file.path + '\n';
-}
-
-std::vector<ArchiveFile> release(const std::string& version, const std::string& signature) {
-    std::vector<ArchiveFile> files{{"Quillory.exe", program("program " + version)},
-                                   {"Updater/update.exe", program("updater " + version)},
-                                   {"LICENSE.txt", "licence"}};
+/// The files of a version, of which one may be another, or one more.
+Files release(const std::string& version, const std::string& signature,
+              const std::optional<updater::ArchiveFile>& more = {}) {
+    Files files{{"Quillory.exe", program("program " + version)},
+                {"Updater/update.exe", program("updater " + version)},
+                {"LICENSE.txt", "licence"}};
+    if (more) {
+        const auto same = std::ranges::find(files, more->path, &updater::ArchiveFile::path);
+        same == files.end() ? files.push_back(*more) : void(*same = *more);
+    }
     std::string record = "Quillory " + version + '\n';
-    for (const auto& file : files) record += line(file);
+    for (const auto& file : files)
+        record += updater::sha256(file.contents) + ' ' + std::to_string(file.contents.size()) + ' ' + file.path + '\n';
     files.push_back({"Updater/release.txt", record});
     files.push_back({"Updater/release.sig", signature});
     return files;
 }
 
-std::vector<ArchiveFile> good() { return release("1.0.113", signatureOf113); }
-
-std::string packed(const std::vector<ArchiveFile>& files) {
-    Zip zip;
-    for (const auto& file : files) zip.add(file.path, file.contents);
-    return zip.bytes();
+/// What a call refuses with; empty if it does not.
+std::string refusal(const std::function<void()>& call) {
+    try {
+        call();
+        return "";
+    } catch (const updater::ArchiveError& error) {
+        return error.what();
+    }
 }
 
-TEST(Release, IsTakenWithItsMakersSignature) {
-    const auto taken = updater::checkedRelease(updater::readArchive(packed(good())), key);
+TEST(Release, IsTakenWithItsMakersSignatureAndForgedIsNot) {
+    const auto taken = updater::checkedRelease(release("1.0.113", signatureOf113), key);
     EXPECT_EQ(updater::versionText(taken.record), "1.0.113");
     EXPECT_EQ(taken.files.size(), 4u); // without the signature
     EXPECT_NO_THROW(updater::checkedRelease(release("1.0.114", signatureOf114), key));
-}
 
-TEST(Release, ThatIsForgedIsRefused) {
-    using Files = std::vector<ArchiveFile>;
+    const std::string unsign = "it is not signed", other = "it is not signed by its maker",
+                      changed = "it is not what its maker has signed";
     struct Forgery {
-        const char* what;
+        std::string says;
         std::function<void(Files&)> make;
     };
     const std::vector<Forgery> forgeries{
-        {"no signature", [](Files& files) { files.pop_back(); }},
-        {"an empty signature", [](Files& files) { files[4].contents.clear(); }},
-        {"a cut signature", [](Files& files) { files[4].contents.pop_back(); }},
-        {"a longer signature", [](Files& files) { files[4].contents += '\0'; }},
-        {"a changed signature", [](Files& files) { files[4].contents[63] ^= 1; }},
-        {"zeros for a signature", [](Files& files) { files[4].contents.assign(64, '\0'); }},
-        {"the signature of another version", [](Files& files) { files[4].contents = signatureOf114; }},
-        {"a signature in another place", [](Files& files) { files[4].path = "release.sig"; }},
-        {"no record", [](Files& files) { files.erase(files.begin() + 3); }},
-        {"another version's record and signature",
-         [](Files& files) { files[3] = release("1.0.114", "")[3], files[4].contents = signatureOf114; }},
-        {"another version in the record", [](Files& files) { files[3].contents.replace(13, 3, "999"); }},
-        {"a swapped program", [](Files& files) { files[0].contents = program("program 1.0.666"); }},
-        {"two swapped entries", [](Files& files) { std::swap(files[0].contents, files[1].contents); }},
-        {"a swapped entry and its line", [](Files& files) { files[2].contents = "my own", files[3].contents = "x"; }},
-        {"an added entry",
+        {unsign, [](Files& files) { files.pop_back(); }},
+        {unsign, [](Files& files) { files[4].path = "release.sig"; }},
+        {other, [](Files& files) { files[4].contents.clear(); }},
+        {other, [](Files& files) { files[4].contents.pop_back(); }},
+        {other, [](Files& files) { files[4].contents += '\0'; }},
+        {other, [](Files& files) { files[4].contents[63] ^= 1; }},
+        {other, [](Files& files) { files[4].contents.assign(64, '\0'); }},
+        {other, [](Files& files) { files[4].contents = signatureOf114; }},
+        {other, [](Files& files) { files.erase(files.begin() + 3); }},
+        {other, [](Files& files) { files[3].contents.replace(13, 3, "999"); }},
+        // Another version's record and signature over the files of this one.
+        {changed, [](Files& files) { files[3] = release("1.0.114", "")[3], files[4].contents = signatureOf114; }},
+        {changed, [](Files& files) { files[0].contents = program("program 1.0.666"); }},
+        {changed, [](Files& files) { files[2].contents += '.'; }},
+        {changed, [](Files& files) { std::swap(files[0].contents, files[1].contents); }},
+        {changed,
          [](Files& files) {
              files.push_back({"evil.dll", "MZ"});
          }},
-        {"an added entry with its line",
-         [](Files& files) {
-             files.push_back({"evil.dll", "MZ"}), files[3].contents += line(files.back());
-         }},
-        {"an entry left out", [](Files& files) { files.erase(files.begin() + 2); }},
-        {"an entry by another name", [](Files& files) { files[2].path = "LICENCE.txt"; }},
-        {"the same entry twice", [](Files& files) { files.push_back(files[0]); }},
-        {"a second record", [](Files& files) { files.push_back(release("1.0.114", "")[3]); }},
-        {"a second signature", [](Files& files) { files.push_back(files[4]); }},
+        {changed, [](Files& files) { files.erase(files.begin() + 2); }},
+        {changed, [](Files& files) { files[2].path = "LICENCE.txt"; }},
     };
-    for (const auto& forgery : forgeries) {
-        auto files = good();
-        forgery.make(files);
-        EXPECT_THROW(updater::checkedRelease(updater::readArchive(packed(files)), key), ArchiveError) << forgery.what;
+    for (std::size_t i = 0; i < forgeries.size(); ++i) {
+        auto files = release("1.0.113", signatureOf113);
+        forgeries[i].make(files);
+        EXPECT_EQ(refusal([&] { updater::checkedRelease(files, key); }), forgeries[i].says) << "forgery " << i;
     }
     for (const auto& wrong : {anotherKey, std::string(64, '\0'), key.substr(1), std::string()})
-        EXPECT_THROW(updater::checkedRelease(good(), wrong), ArchiveError);
+        EXPECT_EQ(refusal([&] { updater::checkedRelease(release("1.0.113", signatureOf113), wrong); }), other);
 }
 
-TEST(Release, DoesNotGoBackToAnOlderVersion) {
-    const auto offered = updater::readRecord("Quillory 1.0.113\n");
-    for (const auto* installed : {"0.9.999", "1.0.99", "1.0.113"})
-        EXPECT_NO_THROW(
-            updater::refuseOlder(offered, updater::readRecord("Quillory " + std::string(installed) + "\n").version));
-    for (const auto* installed : {"1.0.114", "1.1.0", "1.0.1000", "2.0.0"})
-        EXPECT_THROW(
-            updater::refuseOlder(offered, updater::readRecord("Quillory " + std::string(installed) + "\n").version),
-            ArchiveError);
-}
-
-TEST(Record, ThatIsNotAsItIsWrittenIsRefused) {
-    const std::string head = "Quillory 1.0.113\n", file = std::string(64, 'a') + " 12 ";
-    EXPECT_EQ(updater::readRecord(head + file + "Help/read me.txt\n").files.size(), 1u);
-    const std::vector<std::string> refused{
-        "",
-        "Quillory",
-        "Quillory 1.0\n",
-        "Quillory 1.0.113",
-        "Quillory 1.0.070\n",
-        "Quillory 1.0.99999999999\n",
-        "Quillory 1.0.-1\n",
-        head + file + "../evil.exe\n",
-        head + file + "\n",
-        head + file + "a/\n",
-        head + file + "a",
-        head + file,
-        head + "abc 12 a\n",
-        head + file + "a\n" + file + "a\n",
+TEST(Release, ThatIsSignedAndCouldNotBeInstalledIsRefused) {
+    struct Mistake {
+        std::string says, path, contents, signature;
     };
-    for (const auto& text : refused) EXPECT_THROW(updater::readRecord(text), ArchiveError) << text;
+    const std::string halfProgram = "Quillory is not in it", name = "it has a forbidden name in it";
+    for (const auto& mistake :
+         std::vector<Mistake>{{halfProgram, "Quillory.exe", "MZ",
+                               "356e7606b4ceb53f7080f188e7da21b0e47a37d47007d3e55159d5b1d93250ae"
+                               "a1fb3f865feadd89f1ed2afe6bc501ee00db74b0f6e4d0cdc5580e763c4715cb"},
+                              {halfProgram, "Updater/update.exe", "MZ",
+                               "b852984262e6cb309d9f6b72ebc7a164214d64f6bb62a8aaf8a39916ec8b8b8b"
+                               "44f586335ace08677ffaa71afc36eb1924563b5c810d139d0a87bcbf69871022"},
+                              {name, "uninstall.EXE", "x",
+                               "6598bfe29200218ec28c5f9a3181e9a6f133aa1192040d69a68df6de65ad0271"
+                               "a368e9c226b43824713681fd611b4d2b5b4565a3381e5b4e9ae984c99732a1a4"},
+                              {name, "UPDATER/evil.dll", "x",
+                               "c80fc583df307124240be2f927a85c216490dfa1acf6a838dd0fb0e21a8bd56e"
+                               "4dfcc6859314b231fba1df6e37aafd9573e30e03b22de2e5c2c92fd2437ba4e4"}}) {
+        const auto files =
+            release("1.0.115", bytes(mistake.signature), updater::ArchiveFile{mistake.path, mistake.contents});
+        EXPECT_EQ(refusal([&] { updater::checkedRelease(files, key); }), mistake.says) << mistake.path;
+    }
+}
+
+TEST(Record, IsReadInItsOneSpelling) {
+    const std::string hash(64, 'a'), head = "Quillory 1.0.113\n", file = hash + " 12 ";
+    const auto record = updater::readRecord("Quillory 0.10.65536\n" + file + "Help/read me.txt\n" + hash + " 0 b\n");
+    EXPECT_EQ(updater::versionText(record), "0.10.65536");
+    ASSERT_EQ(record.files.size(), 2u);
+    EXPECT_EQ(record.files[0].path + record.files[0].hash, "Help/read me.txt" + hash);
+    EXPECT_EQ(record.files[0].size, 12u);
+    EXPECT_EQ(record.files[1].size, 0u);
+    for (const auto& text : std::vector<std::string>{
+             "", "Quillory", "Quillery 1.0.113\n", "Quillory 1.0\n", "Quillory 1.0.113", "Quillory 1.0.070\n",
+             "Quillory 1.0.99999999999\n", "Quillory 1.0.-1\n", "Quillory 1.0.1a\n", head + file + "../evil.exe\n",
+             head + file + "a/../b\n", head + file + "/a\n", head + file + "\n", head + file + "a/\n",
+             head + file + "a", head + file, head + hash.substr(1) + " 12 a\n", head + file + "a\n" + file + "a\n"})
+        EXPECT_EQ(refusal([&] { updater::readRecord(text); }), "its list of files is damaged") << text;
+
+    const auto offered = updater::readRecord(head);
+    const auto over = [&](const std::string& installed) {
+        return refusal(
+            [&] { updater::refuseOlder(offered, updater::readRecord("Quillory " + installed + "\n").version); });
+    };
+    for (const auto* installed : {"0.9.999", "1.0.99", "1.0.113"}) EXPECT_EQ(over(installed), "") << installed;
+    for (const auto* installed : {"1.0.114", "1.1.0", "1.0.1000", "2.0.0"})
+        EXPECT_EQ(over(installed), "it is older than what is installed") << installed;
 }
 
 TEST(Program, IsToldFromWhatOnlyBeginsLikeOne) {
@@ -178,23 +191,31 @@ TEST(Program, IsToldFromWhatOnlyBeginsLikeOne) {
         std::size_t place;
         std::uint32_t value;
         int size;
+        bool isProgram = false;
     };
-    for (const auto& change : std::vector<Change>{{0x3c, 0xffffffff, 4},      // headers beyond the end
+    for (const auto& change : std::vector<Change>{{0, 'm', 1},
+                                                  {0x3c, 0xffffffff, 4},      // headers beyond the end
                                                   {0x3c, 0, 4},               // headers over the first words
                                                   {start, 0x1234, 2},         // no mark
+                                                  {start + 2, 1, 1},          // half a mark
                                                   {start + 4, 0x8664, 2},     // 64-bit
                                                   {start + 6, 0, 2},          // no section
-                                                  {start + 6, 0xffff, 2},     // more sections than there are
+                                                  {start + 6, 2, 2},          // more sections than there are
+                                                  {start + 6, 0xffff, 2},     //
                                                   {start + 22, 0x2002, 2},    // a library
-                                                  {start + 22, 0, 2},         // an object file
+                                                  {start + 22, 0x1000, 2},    // an object file
                                                   {optional, 0x20b, 2},       // 64-bit
-                                                  {optional + 16, 0x9000, 4}, // starts where nothing is
-                                                  {optional + 68, 1, 2},      // a driver
-                                                  {section + 16, 0xffff, 4},  // a section longer than the file
+                                                  {optional + 16, 0x0fff, 4}, // starts where nothing is
+                                                  {optional + 16, 0x1fff, 4, true},
+                                                  {optional + 16, 0x2000, 4},
+                                                  {optional + 68, 1, 2}, // a driver
+                                                  {section + 16, 0, 4},  // starts where nothing is in the file
+                                                  {section + 16, 14, 4}, // a section longer than the file
+                                                  {section + 20, contents + 1, 4},
                                                   {section + 20, 0xfffffff0, 4}}) {
         std::string changed = whole;
         set(changed, change.place, change.value, change.size);
-        EXPECT_FALSE(updater::isProgram(changed)) << change.place;
+        EXPECT_EQ(updater::isProgram(changed), change.isProgram) << change.place << ": " << change.value;
     }
     EXPECT_FALSE(updater::isProgram("MZ" + std::string(3000, 'q')));
 }

@@ -17,8 +17,10 @@ constexpr DWORD betweenTries = 100;
     throw std::system_error(static_cast<int>(error), std::system_category(), std::string(path));
 }
 
+/// A folder is not empty for as long as somebody has a file in it open that has been deleted.
 bool isHeldByAnother(DWORD error) {
-    return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
+    return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION ||
+           error == ERROR_DIR_NOT_EMPTY;
 }
 
 bool isMissing(DWORD error) { return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND; }
@@ -44,12 +46,20 @@ std::wstring ProgramDisk::full(std::string_view path) const {
     return all;
 }
 
-void ProgramDisk::removeFolder(std::string_view path) { std::filesystem::remove_all(full(path)); }
+void ProgramDisk::removeFolder(std::string_view path) {
+    patiently(path, [&] {
+        std::error_code error;
+        std::filesystem::remove_all(full(path), error);
+        const bool isOfSystem = error.category() == std::system_category();
+        SetLastError(isOfSystem ? static_cast<DWORD>(error.value()) : ERROR_ACCESS_DENIED);
+        return !error;
+    });
+}
 
 void ProgramDisk::removeEmptyFolder(std::string_view path) {
     if (RemoveDirectoryW(full(path).c_str())) return;
     const DWORD error = GetLastError();
-    if (error != ERROR_DIR_NOT_EMPTY && !isMissing(error) && !isHeldByAnother(error)) fail(path, error);
+    if (!isMissing(error) && !isHeldByAnother(error)) fail(path, error);
 }
 
 void ProgramDisk::makeFolder(std::string_view path) { std::filesystem::create_directories(full(path)); }
