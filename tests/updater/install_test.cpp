@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <map>
 #include <optional>
-#include <set>
 #include <system_error>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,68 +14,90 @@
 namespace {
 
 using testing::AnyOf;
-using updater::ArchiveFile;
 using Files = std::map<std::string, std::string>;
-using Folders = std::set<std::string>;
+
+std::string recordOf(const std::string& version, const std::vector<std::string>& paths) {
+    std::string text = "Quillory " + version + "\n";
+    for (const auto& path : paths) text += std::string(64, 'a') + " 1 " + path + "\n";
+    return text;
+}
+
+const Files oldProgram{{"", ""},
+                       {"Updater/", ""},
+                       {"Notes/", ""},
+                       {"Notes/Old/", ""}, // folders
+                       {"Quillory.exe", "MZ old program"},
+                       {"Updater/update.exe", "MZ old updater"},
+                       {"LICENSE.txt", "old licence"},
+                       {"Notes/Old/old.txt", "what the new version no longer has"},
+                       {"Updater/release.txt", recordOf("1.0.112", {"Quillory.exe", "Updater/update.exe", "LICENSE.txt",
+                                                                    "Notes/Old/old.txt"})},
+                       {"Uninstall.exe", "MZ uninstaller"},
+                       {"mine.txt", "the person's own"}};
+
+// The program comes first, as in a release, so that the order of the archive cannot be what puts it last.
+const std::vector<updater::ArchiveFile> release{
+    {"Quillory.exe", "MZ new program"},
+    {"Updater/update.exe", "MZ new updater"},
+    {"LICENSE.txt", "new licence"},
+    {"Help/Pages/index.txt", "new help"},
+    {"Updater/release.txt",
+     recordOf("1.0.113", {"Quillory.exe", "Updater/update.exe", "LICENSE.txt", "Help/Pages/index.txt"})}};
+
+const Files newProgram = [] {
+    auto all = oldProgram;
+    std::erase_if(all, [](const auto& entry) { return entry.first.starts_with("Notes/"); });
+    for (const auto& file : release) all[file.path] = file.contents;
+    all.insert({{"Help/", ""}, {"Help/Pages/", ""}});
+    return all;
+}();
 
 struct PowerCut {};
 
 enum class Fault { error, cutBefore, cutAmid, cutAfter };
 
-/// A disk in memory on which the call number `faultAt`, counted from 1, goes wrong.
+/// A disk in memory on which the call number `faultAt`, counted from 1, goes wrong. Folders end with "/", but for "",
+/// which is the one around all.
 class FaultyDisk : public updater::Disk {
 public:
-    Files files;
-    Folders folders;
-    int calls = 0, faultAt = 0;
-    Fault fault = Fault::error;
+    explicit FaultyDisk(Fault kind = Fault::error, int at = 0) : fault(kind), faultAt(at) {}
+
+    Files files = oldProgram;
+    Fault fault;
+    int calls = 0, faultAt;
     std::string held;
 
     void removeFolder(std::string_view path) override {
-        const std::string folder(path), inside = folder + "/";
-        const auto isInside = [&](const std::string& entry) { return entry == folder || entry.starts_with(inside); };
-        step(
-            [&] {
-                std::erase_if(files, [&](const auto& file) { return isInside(file.first); });
-                std::erase_if(folders, isInside);
-            },
-            [&] {
-                const auto first = files.lower_bound(inside);
-                if (first != files.end() && isInside(first->first)) files.erase(first);
-            });
+        const auto isInside = [&](const auto& entry) { return entry.first.starts_with(std::string(path) + "/"); };
+        step([&] { std::erase_if(files, isInside); },
+             [&] {
+                 if (const auto first = std::ranges::find_if(files, isInside); first != files.end()) files.erase(first);
+             });
     }
     void removeEmptyFolder(std::string_view path) override {
-        const std::string inside = path.empty() ? "" : std::string(path) + "/";
-        const auto isInside = [&](const std::string& entry) {
-            return entry.size() > inside.size() && entry.starts_with(inside);
-        };
+        const auto folder = path.empty() ? "" : std::string(path) + "/";
+        const auto isInside = [&](const auto& entry) { return entry.first.starts_with(folder); };
         step([&] {
-            if (std::ranges::none_of(files, [&](const auto& file) { return isInside(file.first); }) &&
-                std::ranges::none_of(folders, isInside))
-                folders.erase(std::string(path));
+            if (std::ranges::count_if(files, isInside) == 1) files.erase(folder);
         });
     }
     std::optional<std::string> readFile(std::string_view path) override {
-        std::optional<std::string> contents;
-        step([&] {
-            if (const auto found = files.find(std::string(path)); found != files.end()) contents = found->second;
-        });
-        return contents;
+        step([] {});
+        const auto found = files.find(std::string(path));
+        return found == files.end() ? std::nullopt : std::optional(found->second);
     }
     void removeFile(std::string_view path) override {
         step([&] { files.erase(std::string(path)); });
     }
     void requireFree(std::string_view path) override {
-        step([&] {
-            if (held == path) throw std::system_error(std::make_error_code(std::errc::device_or_resource_busy));
-        });
+        step([] {});
+        if (held == path) throw std::system_error(std::make_error_code(std::errc::device_or_resource_busy));
     }
     void makeFolder(std::string_view path) override {
         step([&] {
-            for (std::size_t slash = 0; slash != path.npos;) {
-                slash = path.find('/', slash + 1);
-                folders.emplace(path.substr(0, slash));
-            }
+            for (auto slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1))
+                files.emplace(path.substr(0, slash + 1), "");
+            files.emplace(std::string(path) + "/", "");
         });
     }
     void writeFile(std::string_view path, std::string_view contents) override {
@@ -94,8 +116,7 @@ public:
 
 private:
     void requireFolder(std::string_view path) const {
-        const auto slash = path.rfind('/');
-        ASSERT_TRUE(folders.contains(std::string(slash == path.npos ? "" : path.substr(0, slash)))) << path;
+        ASSERT_TRUE(files.contains(std::string(path.substr(0, path.rfind('/') + 1)))) << path;
     }
     /// A call does its work, `half` of it where that can be, or none.
     template <typename Work, typename Half = void (*)()>
@@ -109,49 +130,6 @@ private:
     }
 };
 
-std::string recordOf(const std::string& version, const std::vector<std::string>& paths) {
-    std::string text = "Quillory " + version + "\n";
-    for (const auto& path : paths) text += std::string(64, 'a') + " 1 " + path + "\n";
-    return text;
-}
-
-const Files oldProgram{{"Quillory.exe", "MZ old program"},
-                       {"Updater/update.exe", "MZ old updater"},
-                       {"LICENSE.txt", "old licence"},
-                       {"Notes/Old/old.txt", "what the new version no longer has"},
-                       {"Updater/release.txt", recordOf("1.0.112", {"Quillory.exe", "Updater/update.exe", "LICENSE.txt",
-                                                                    "Notes/Old/old.txt"})},
-                       {"Uninstall.exe", "MZ uninstaller"},
-                       {"mine.txt", "the person's own"}};
-
-const Folders oldFolders{"", "Updater", "Notes", "Notes/Old"};
-
-// The program comes first, as in a release, so that the order of the archive cannot be what puts it last.
-const std::vector<ArchiveFile> release{
-    {"Quillory.exe", "MZ new program"},
-    {"Updater/update.exe", "MZ new updater"},
-    {"LICENSE.txt", "new licence"},
-    {"Help/Pages/index.txt", "new help"},
-    {"Updater/release.txt",
-     recordOf("1.0.113", {"Quillory.exe", "Updater/update.exe", "LICENSE.txt", "Help/Pages/index.txt"})}};
-
-Files newProgram() {
-    auto all = oldProgram;
-    for (const auto& file : release) all[file.path] = file.contents;
-    all.erase("Notes/Old/old.txt");
-    return all;
-}
-
-/// The old program's folder.
-struct OldDisk : FaultyDisk {
-    explicit OldDisk(int at = 0, Fault kind = Fault::error) {
-        files = oldProgram;
-        folders = oldFolders;
-        faultAt = at;
-        fault = kind;
-    }
-};
-
 void update(updater::Disk& disk) {
     updater::Installation installation(disk, release);
     installation.putInPlace();
@@ -159,80 +137,82 @@ void update(updater::Disk& disk) {
 }
 
 void expectStartable(const Files& files) {
-    const auto fresh = newProgram();
-    bool isAllNew = true;
     for (const auto& [path, contents] : oldProgram) {
-        if (path == "Notes/Old/old.txt") continue;
+        if (path.starts_with("Notes/")) continue;
         ASSERT_TRUE(files.contains(path)) << path;
-        EXPECT_THAT(files.at(path), AnyOf(contents, fresh.at(path))) << path;
+        EXPECT_THAT(files.at(path), AnyOf(contents, newProgram.at(path))) << path;
     }
-    for (const auto& [path, contents] : fresh) isAllNew &= files.contains(path) && files.at(path) == contents;
-    EXPECT_EQ(files.at("Quillory.exe") == fresh.at("Quillory.exe"), isAllNew);
+    const auto isThere = [&](const auto& entry) {
+        return files.contains(entry.first) && files.at(entry.first) == entry.second;
+    };
+    EXPECT_EQ(files.at("Quillory.exe") == "MZ new program", std::ranges::all_of(newProgram, isThere));
 }
 
-/// Without what lies aside and could not be removed.
+/// Without folders, and without what lies aside and could not be removed.
 Files inPlace(Files files) {
-    std::erase_if(files, [](const auto& file) {
-        return file.first.starts_with("Updater/new/") || file.first.starts_with("Updater/old/");
+    std::erase_if(files, [](const auto& entry) {
+        const std::string& path = entry.first;
+        return path.empty() || path.ends_with("/") || path.starts_with("Updater/new/") ||
+               path.starts_with("Updater/old/");
     });
     return files;
 }
 
+/// Runs `work` on the old program's disk again and again, with the fault at each of its calls in turn, and at last
+/// without one. `look` gets what then lies there, and whether the work has come to its end.
+template <typename Work, typename Look> void withFaultAtEachCall(Fault fault, Work work, Look look) {
+    bool isFaulty = true;
+    for (int faultAt = 1; isFaulty && !testing::Test::HasFailure(); ++faultAt) {
+        SCOPED_TRACE(testing::Message() << "fault " << int(fault) << " at call " << faultAt);
+        FaultyDisk disk(fault, faultAt);
+        bool isDone = false;
+        try {
+            work(disk);
+            isDone = true;
+        } catch (const std::system_error&) {
+            EXPECT_EQ(inPlace(disk.files), inPlace(oldProgram)); // all or nothing
+        } catch (const PowerCut&) {
+        }
+        isFaulty = disk.calls >= faultAt;
+        look(disk, isDone, isFaulty);
+    }
+}
+
 TEST(Installation, LeavesWhatStartsWhereverItIsStopped) {
-    for (const auto fault : {Fault::error, Fault::cutBefore, Fault::cutAmid, Fault::cutAfter}) {
-        bool isStopped = true;
-        for (int faultAt = 1; isStopped && !HasFailure(); ++faultAt) {
-            SCOPED_TRACE(testing::Message() << "fault " << int(fault) << " at call " << faultAt);
-            OldDisk disk(faultAt, fault);
-            try {
-                update(disk);
-            } catch (const std::system_error&) {
-                EXPECT_EQ(inPlace(disk.files), oldProgram);
-            } catch (const PowerCut&) {
-            }
+    for (const auto fault : {Fault::error, Fault::cutBefore, Fault::cutAmid, Fault::cutAfter})
+        withFaultAtEachCall(fault, update, [](FaultyDisk& disk, bool, bool isFaulty) {
             expectStartable(disk.files);
-            isStopped = disk.calls >= faultAt;
+            EXPECT_TRUE(isFaulty || disk.files == newProgram);
             disk.faultAt = 0;
             update(disk); // the next try
-            EXPECT_EQ(disk.files, newProgram());
-            EXPECT_EQ(disk.folders, (Folders{"", "Updater", "Help", "Help/Pages"}));
-        }
-    }
+            EXPECT_EQ(disk.files, newProgram);
+        });
 }
 
 TEST(Installation, GoesBackIfTheNewProgramDoesNotComeUp) {
-    bool isStopped = true;
-    for (int faultAt = 1; isStopped && !HasFailure(); ++faultAt) {
-        SCOPED_TRACE(testing::Message() << "cut at call " << faultAt);
-        OldDisk disk;
+    const auto goBack = [](FaultyDisk& disk) {
+        const int faultAt = std::exchange(disk.faultAt, 0);
         updater::Installation installation(disk, release);
         installation.putInPlace();
         EXPECT_EQ(disk.files["Quillory.exe"], "MZ new program");
-        disk.fault = Fault::cutBefore;
         disk.calls = 0;
         disk.faultAt = faultAt;
-        try {
-            installation.putBack();
-            EXPECT_EQ(disk.files, oldProgram);
-            EXPECT_EQ(disk.folders, oldFolders);
-            isStopped = false;
-        } catch (const PowerCut&) {
-        }
+        installation.putBack();
+    };
+    withFaultAtEachCall(Fault::cutBefore, goBack, [](const FaultyDisk& disk, bool isDone, bool) {
         expectStartable(disk.files);
-    }
+        EXPECT_TRUE(!isDone || disk.files == oldProgram);
+    });
 }
 
-TEST(Installation, TouchesNothingWhileAFileIsHeld) {
-    OldDisk disk;
+TEST(Installation, HasARecordAndRespectsWhoHoldsAFile) {
+    FaultyDisk disk;
     disk.held = "LICENSE.txt";
     EXPECT_THROW(update(disk), std::system_error);
     EXPECT_THROW(updater::removeInstalled(disk, {}), std::system_error);
     EXPECT_EQ(disk.files, oldProgram);
-    EXPECT_EQ(disk.folders, oldFolders);
-}
 
-TEST(Installation, TakesAFileThatIsNoRecordForNone) {
-    OldDisk disk;
+    disk.held = "";
     EXPECT_EQ(updater::versionText(updater::installedRecord(disk).value()), "1.0.112");
     disk.files["Updater/release.txt"] = "not a record";
     EXPECT_FALSE(updater::installedRecord(disk));
@@ -243,22 +223,12 @@ TEST(Installation, TakesAFileThatIsNoRecordForNone) {
 }
 
 TEST(Removal, TakesAllThatIsOnRecordOrNothing) {
-    bool isStopped = true;
-    for (int faultAt = 1; isStopped && !HasFailure(); ++faultAt) {
-        SCOPED_TRACE(testing::Message() << "fault at call " << faultAt);
-        OldDisk disk(faultAt);
-        auto left = oldProgram;
-        try {
-            updater::removeInstalled(disk, {"Uninstall.exe"});
-            left = {{"mine.txt", "the person's own"}};
-        } catch (const std::system_error&) {
-        }
-        EXPECT_EQ(inPlace(disk.files), left);
-        isStopped = disk.calls >= faultAt;
-    }
-    OldDisk disk;
-    updater::removeInstalled(disk, {"Uninstall.exe"});
-    EXPECT_EQ(disk.folders, Folders{""});
+    const Files left{{"", ""}, {"mine.txt", "the person's own"}};
+    const auto remove = [](FaultyDisk& disk) { updater::removeInstalled(disk, {"Uninstall.exe"}); };
+    withFaultAtEachCall(Fault::error, remove, [&](const FaultyDisk& disk, bool isDone, bool isFaulty) {
+        EXPECT_TRUE(!isDone || inPlace(disk.files) == inPlace(left));
+        EXPECT_TRUE(isFaulty || disk.files == left);
+    });
 }
 
 } // namespace

@@ -1,6 +1,7 @@
-"""What a release is made of, and what its setup program does."""
+"""What a release is made of, and the life of an installed copy: its setup, its updates and its end."""
 
 import hashlib
+import io
 import os
 import re
 import shutil
@@ -8,18 +9,18 @@ import subprocess
 import zipfile
 
 import pytest
-from desktop import ROOT, until
+import signing
+from desktop import BUILD, ROOT, Desktop, until
 from person import Person
 
 VERSION = "1.0.113"
+ARCHIVE = f"Quillory-{VERSION}.zip"
+PAGE = "http://velvetharbor.example/quillory/"
 SYSTEM_LIBRARIES = {
     "advapi32", "comctl32", "gdi32", "kernel32", "msvcrt", "ole32", "oleaut32", "shell32", "user32",
     "uxtheme", "windowscodecs", "ws2_32",
 }  # fmt: skip
-NAMES = ["Quillory.exe", "Updater/update.exe", "LICENSE.txt", "README.txt"]
-UNINSTALL_KEY = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Quillory"
-RUN_KEY = "Software\\Microsoft\\Windows\\CurrentVersion\\Run"
-START_MENU = "Microsoft/Windows/Start Menu/Programs/Quillory.lnk"
+NAMES = ["Quillory.exe", "Updater/update.exe", "LICENSE.txt", "README.txt", "THIRD-PARTY.txt"]
 
 
 def made(out, root=ROOT, *options, **environment):
@@ -35,25 +36,30 @@ def release(tmp_path_factory):
     return out
 
 
+def require_protections(program, *flags):
+    told = subprocess.run(["objdump", "-p", program], capture_output=True, text=True, check=True).stdout
+    assert {"NX_COMPAT", *flags} <= set(told.split())
+    assert "DYNAMIC_BASE" not in flags or "Base Relocation Directory [.reloc]" in told
+    manifest = program.read_bytes()
+    assert b"longPathAware" in manifest and b"8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a" in manifest  # Windows 10 and 11
+    return told
+
+
 def test_a_release_holds_the_programs_of_its_version_and_the_checksum_that_quillory_reads(release, tmp_path):
-    archive = release / f"Quillory-{VERSION}.zip"
     names = sorted(path.name for path in release.iterdir())
-    assert names == [archive.name, archive.name + ".md5", "Quillory-Setup.exe", f"quillory-harbor_{VERSION}_all.deb"]
-    checksum = archive.with_name(archive.name + ".md5").read_text()
-    assert checksum == hashlib.md5(archive.read_bytes()).hexdigest() + "\n"
-    with zipfile.ZipFile(archive) as packed:
+    assert names == [ARCHIVE, ARCHIVE + ".md5", "Quillory-Setup.exe", f"quillory-harbor_{VERSION}_all.deb"]
+    checksum = (release / (ARCHIVE + ".md5")).read_text()
+    assert checksum == hashlib.md5((release / ARCHIVE).read_bytes()).hexdigest() + "\n"
+    with zipfile.ZipFile(release / ARCHIVE) as packed:
         packed.extractall(tmp_path)
         assert packed.namelist() == [*NAMES, "Updater/release.txt", "Updater/release.sig"]
     assert f"Quillory {VERSION}\r\n".encode() in (tmp_path / "README.txt").read_bytes()
     assert VERSION.encode("utf-16-le") in (tmp_path / "Quillory.exe").read_bytes()
-    updater = (tmp_path / "Updater/update.exe").read_bytes()
-    assert b'level="asInvoker"' in updater
-    assert b"QUILLORY_TEST" not in updater
+    assert b'level="asInvoker"' in (tmp_path / "Updater/update.exe").read_bytes()
     for program in ("Quillory.exe", "Updater/update.exe"):
-        told = subprocess.run(["objdump", "-p", tmp_path / program], capture_output=True, text=True, check=True).stdout
+        told = require_protections(tmp_path / program, "DYNAMIC_BASE")
         needed = {name.lower() for name in re.findall(r"DLL Name: (\S+)\.dll", told, re.I)}
         assert needed and needed <= SYSTEM_LIBRARIES
-        assert {"DYNAMIC_BASE", "NX_COMPAT"} <= set(told.split()) and "Base Relocation Directory [.reloc]" in told
         assert b"stack smashing detected" in (tmp_path / program).read_bytes()
     assert (tmp_path / "Quillory.exe").stat().st_size <= 1_200_000
 
@@ -69,7 +75,7 @@ def test_the_same_source_makes_the_same_bytes_in_any_folder(tmp_path):
             if (ROOT / name).is_file():
                 shutil.copy2(ROOT / name, folder / name)
         out = tmp_path / f"from-{folder.name}"
-        key = ROOT / "build" / "signing-key.pem"
+        key = BUILD / "signing-key.pem"
         results.append(made(out, folder, "--key", key, SOURCE_DATE_EPOCH="1700000000", CCACHE_DISABLE="1"))
     assert len(results[0]) == 4 and results[0] == results[1]
 
@@ -86,150 +92,157 @@ def test_the_same_source_makes_the_same_bytes_in_any_folder(tmp_path):
 )
 def test_what_would_be_a_wrong_release_is_refused_with_one_line(says, arguments, environment):
     command = [ROOT / "scripts" / "release", "--uncommitted", *arguments]
-    told = subprocess.run(command, env={**os.environ, **environment}, capture_output=True, text=True, timeout=20)
+    told = subprocess.run(command, env={**os.environ, **environment}, capture_output=True, text=True, timeout=60)
     assert told.returncode == 1 and says in told.stderr and told.stderr.count("\n") == 1
 
 
-class Setup:
-    def __init__(self, desktop, release):
-        self.desktop, self.program = desktop, release / "Quillory-Setup.exe"
-        self.person = Person(desktop)
+DONE, REFUSED, HELD, BUSY, OLDER = 0, 3, 4, 6, 7
+WINDOWS = "Software\\Microsoft\\Windows\\CurrentVersion"
+PATIENCE = 120  # seconds for what must come
 
-    def run(self, *arguments):
+
+class Copy:
+    """A person's own copy of Quillory, and what is done with it."""
+
+    def __init__(self, desktop, release):
+        self.desktop, self.setup_program = desktop, release / "Quillory-Setup.exe"
+        self.person, self.data = Person(desktop), desktop.data_folder()
+        self.folder = self.data.parents[1] / "Local" / "Programs" / "Quillory"
+
+    def setup(self, *arguments):
         """The code that a silent setup ends with."""
-        command = ["wine", self.program, "/S", *arguments]
-        return subprocess.run(command, env=self.desktop.environment, timeout=120, stdin=subprocess.DEVNULL).returncode
+        command = ["wine", self.setup_program, "/S", *arguments]
+        return subprocess.run(command, env=self.desktop.environment, timeout=300, stdin=subprocess.DEVNULL).returncode
 
     def uninstall(self, folder, *arguments):
         """It works from a copy of itself, which goes on after its own end."""
-        self.desktop.wine(folder / "Uninstall.exe", "/S", *arguments)
-        until(lambda: not self.desktop.probe.ask("processes", "Un.exe"), "the uninstaller's end", 30)
+        self.desktop.wine(folder / "Uninstall.exe", "/S", *arguments, seconds=PATIENCE)
+        until(lambda: not self.running("Un.exe"), "the uninstaller's end", PATIENCE)
 
-    def windows_path(self, path):
-        return self.desktop.wine("winepath", "-w", path).strip()
+    def update(self, files, number, key=None, says=None):
+        """Starts the updater as Quillory does, with a release of these files; waits for its end, or for a box first."""
+        key = key or signing.opened(BUILD / "signing-key.pem")
+        archive = io.BytesIO()
+        with zipfile.ZipFile(archive, "w", zipfile.ZIP_DEFLATED) as zipped:
+            for name, contents in signing.signed(number, files, key).items():
+                zipped.writestr(zipfile.ZipInfo(name), contents, zipfile.ZIP_DEFLATED)
+        (self.data / ARCHIVE).write_bytes(archive.getvalue())
+        self.desktop.start(self.folder / "Updater" / "update.exe", ARCHIVE)
+        if says:
+            self.answer(says)
+        else:
+            until(lambda: self.running("updating.exe"), "the updater's copy", PATIENCE)
+            self.end_quillory()
+            until(lambda: not (self.data / ARCHIVE).exists(), "the end of the update", PATIENCE)
+        until(lambda: not self.running("updating.exe") and not self.running("update.exe"), "its end", PATIENCE)
+
+    def answer(self, says):
+        whole = f"Quillory could not be updated.\n\n{says}\n\nTo get the new version, please visit:\n{PAGE}"
+        box = until(lambda: (box := self.person.find_box()) and box.text == whole and box, says, PATIENCE)
+        self.person.answer(box, "OK")
+
+    def files(self, folder=None):
+        folder = folder or self.folder
+        found = {path.relative_to(folder).as_posix(): path for path in folder.rglob("*") if path.is_file()}
+        return {name: path.read_bytes() for name, path in found.items()}
 
     def value(self, hive, key, name):
         """A registry value as `reg` prints it; None if there is none."""
         query = ["wine", "reg", "query", f"{hive}\\{key}", "/v", name]
-        told = subprocess.run(query, env=self.desktop.environment, capture_output=True, text=True, timeout=60).stdout
-        found = re.search(r"REG_\w+\s+(.*?)\s*$", told, re.M)
+        told = subprocess.run(query, env=self.desktop.environment, capture_output=True, text=True, timeout=PATIENCE)
+        found = re.search(r"REG_\w+\s+(.*?)\s*$", told.stdout, re.M)
         return found[1] if found else None
 
-    def running(self):
-        return self.desktop.probe.ask("processes", "Quillory.exe")
+    def running(self, name="Quillory.exe"):
+        return self.desktop.probe.ask("processes", name)
 
     def end_quillory(self):
         for process in self.running():
             self.desktop.probe.ask("end", process)
-        until(lambda: not self.running(), "Quillory's end")
+        until(lambda: not self.running(), "Quillory's end", PATIENCE)
 
-    def press(self, button, seconds=30):
-        """Clicks a button, or what looks like one, as soon as it can be clicked."""
-        self.person.mouse(*until(lambda: self.find(button), f"the button {button}", seconds).middle)
-
-    def find(self, button):
-        for window in self.desktop.probe.windows():
-            if window.visible and window.enabled and window.cls == "#32770":
-                for child in self.desktop.probe.children(window):
-                    if child.visible and child.enabled and child.text.replace("&", "") == button:
-                        return child
-        return None
+    def is_up(self):
+        until(lambda: "Quillory Login" in self.person.titles(), "Quillory", PATIENCE)
 
 
-@pytest.fixture
-def setup(desktop, release, data_folder):
-    desktop.probe.ask("deletekey", "Software\\Quillory")
-    return Setup(desktop, release)
+def test_a_copy_is_installed_updated_put_back_moved_and_removed(release):
+    with Desktop() as desktop:
+        copy = Copy(desktop, release)
+        desktop.probe.ask("deletekey", "Software\\Quillory")
+        shutil.rmtree(copy.data, ignore_errors=True)
+        copy.data.mkdir()
+        drive, link = desktop.prefix / "drive_c", copy.data.parent / "Microsoft/Windows/Start Menu/Programs/Quillory.lnk"
 
+        # What is refused has changed nothing.
+        assert copy.setup("/Unknown") == REFUSED
+        (drive / "Taken").mkdir()
+        (drive / "Taken" / "README.txt").write_text("my own")
+        assert copy.setup("/D=C:\\Taken") == REFUSED
+        assert copy.files(drive / "Taken") == {"README.txt": b"my own"} and not copy.folder.exists()
 
-DONE, REFUSED, HELD, OLDER = 0, 3, 4, 7
+        # For one person, as nothing else is said; an autostart that the person has removed stays removed.
+        assert copy.setup() == DONE
+        installed = copy.files()
+        assert installed.keys() == {*NAMES, "Updater/release.txt", "Uninstall.exe"} and link.exists()
+        for program in (copy.setup_program, copy.folder / "Uninstall.exe"):
+            require_protections(program, "TERMINAL_SERVICE_AWARE")
+        program = desktop.wine("winepath", "-w", copy.folder / "Quillory.exe").strip()
+        assert copy.value("HKCU", WINDOWS + "\\Run", "Quillory") == f'"{program}"'
+        desktop.wine("reg", "delete", f"HKCU\\{WINDOWS}\\Run", "/v", "Quillory", "/f")
 
+        # All or nothing while Quillory runs, unless it may be closed; then it comes back. One setup at a time.
+        desktop.start(program)
+        copy.is_up()
+        (copy.folder / "README.txt").write_text("changed")
+        assert copy.setup() == HELD
+        copy.uninstall(copy.folder)
+        assert copy.files() == {**installed, "README.txt": b"changed"}
+        assert copy.setup("/Close") == DONE
+        copy.is_up()
+        assert copy.files() == installed and copy.value("HKCU", WINDOWS + "\\Run", "Quillory") is None
+        desktop.start(copy.setup_program)
+        until(lambda: "Quillory Setup" in copy.person.titles(), "setup with its pages", PATIENCE)
+        assert copy.setup() == BUSY
+        for process in copy.running("Quillory-Setup.exe"):
+            desktop.probe.ask("end", process)
 
-def files(folder):
-    return {path.relative_to(folder).as_posix() for path in folder.rglob("*") if path.is_file()}
+        # An update waits for Quillory's end and starts the new one; what is no update changes nothing and says why.
+        old = {name: installed[name] for name in NAMES}
+        stranger = signing.ecdsa.SigningKey.generate(signing.ecdsa.NIST256p)
+        forged = "The update file cannot be used: it is not signed by its maker."
+        copy.update({**old, "Quillory.exe": old["Quillory.exe"] + b"forged"}, "1.0.114", stranger, forged)
+        assert copy.files() == installed
+        new = {**old, "Quillory.exe": old["Quillory.exe"] + b"new", "Help/read me.txt": b"added"}
+        del new["README.txt"]
+        copy.update(new, "1.0.114")
+        copy.is_up()
+        updated = {**new, "Updater/release.txt": signing.record("1.0.114", new), "Uninstall.exe": installed["Uninstall.exe"]}
+        assert copy.files() == updated
+        assert copy.value("HKCU", WINDOWS + "\\Uninstall\\Quillory", "DisplayVersion") == "1.0.114"
 
+        # A signed program that is none of Quillory's does not come up, and gives its place back.
+        copy.end_quillory()
+        wrong = {**new, "Quillory.exe": new["Updater/update.exe"]}
+        back = "The new version did not start. The one before it is in its place again."
+        copy.update(wrong, "1.0.115", says=back)
+        assert copy.files() == updated
 
-def test_setup_for_one_and_for_all_in_silence(setup, data_folder):
-    drive = setup.desktop.prefix / "drive_c"
-    user = data_folder.parents[2].name
-    mine = drive / "users" / user / "AppData" / "Local" / "Programs" / "Quillory"
-    all_users = drive / "Program Files" / "Quillory"
-    moved = drive / "Moved" / "Quillory"
-    link = drive / "users" / user / "AppData" / "Roaming" / START_MENU
-    everything = {*NAMES, "Updater/release.txt", "Uninstall.exe"}
-
-    assert setup.run("/Unknown") == REFUSED
-    (drive / "Taken").mkdir()
-    (drive / "Taken" / "README.txt").write_text("my own")
-    assert setup.run("/D=C:\\Taken") == REFUSED
-    assert (drive / "Taken" / "README.txt").read_text() == "my own" and not mine.exists()
-
-    assert setup.run() == DONE  # for one person, as nothing else is said
-    assert files(mine) == everything and link.exists()
-    assert setup.value("HKCU", UNINSTALL_KEY, "DisplayVersion") == VERSION
-    program = setup.windows_path(mine / "Quillory.exe")
-    assert setup.value("HKCU", RUN_KEY, "Quillory") == f'"{program}"'
-
-    # A second time: over the first, an autostart that the person has removed stays removed, and nothing goes back.
-    setup.desktop.wine("reg", "delete", f"HKCU\\{RUN_KEY}", "/v", "Quillory", "/f")
-    setup.desktop.wine("reg", "add", f"HKCU\\{UNINSTALL_KEY}", "/v", "DisplayVersion", "/d", "1.0.999", "/f")
-    assert setup.run() == OLDER
-    assert setup.run("/Older") == DONE
-    assert setup.value("HKCU", RUN_KEY, "Quillory") is None
-
-    # All or nothing while Quillory runs, unless it may be closed; then it comes back.
-    setup.desktop.start(mine / "Quillory.exe")
-    until(lambda: "Quillory Login" in setup.person.titles(), "Quillory")
-    (mine / "README.txt").write_text("changed")
-    assert setup.run() == HELD
-    setup.uninstall(mine)
-    assert files(mine) == everything and (mine / "README.txt").read_text() == "changed"
-    assert setup.value("HKCU", UNINSTALL_KEY, "UninstallString")
-    assert setup.run("/Close") == DONE
-    assert (mine / "README.txt").read_text() != "changed"
-    until(lambda: "Quillory Login" in setup.person.titles(), "Quillory again", 30)
-    setup.end_quillory()
-
-    # It moves to another folder, and a copy for all is another copy; each uninstaller removes its own.
-    assert setup.run("/CurrentUser", "/D=C:\\Moved\\Quillory") == DONE
-    assert files(moved) == everything and not mine.exists()
-    assert setup.run("/AllUsers", "/NoStart") == DONE
-    assert setup.value("HKLM", RUN_KEY, "Quillory") is None
-    (all_users / "mine.txt").touch()
-    (data_folder / "Quillory.bmp").write_bytes(b"the wallpaper")
-    setup.uninstall(all_users)
-    assert files(all_users) == {"mine.txt"} and files(moved) == everything and link.exists()
-    assert setup.value("HKLM", UNINSTALL_KEY, "UninstallString") is None
-    setup.uninstall(moved)
-    assert not moved.exists() and not link.exists()
-    assert setup.value("HKCU", UNINSTALL_KEY, "UninstallString") is None
-    assert (data_folder / "Quillory.bmp").exists()  # nobody has asked for that
-
-
-def test_a_person_installs_quillory_starts_it_and_removes_it_with_all_data(setup, data_folder):
-    folder = data_folder.parents[1] / "Local" / "Programs" / "Quillory"
-    setup.desktop.start(setup.program)
-    setup.press("Next >")
-    setup.press("I Agree")
-    until(lambda: setup.find("Just for me"), "the question for whom")
-    assert setup.run() == 6  # one setup at a time
-    setup.press("Next >")
-    setup.press("Next >")  # the folder as it is
-    setup.press("Install")
-    setup.press("Finish", 60)
-    until(lambda: "Quillory Login" in setup.person.titles(), "Quillory, as the last page has offered")
-    picture = data_folder / "Quillory.bmp"
-    picture.write_bytes(b"the wallpaper")
-    desktop = "Control Panel\\Desktop"
-    setup.desktop.wine("reg", "add", f"HKCU\\{desktop}", "/v", "Wallpaper", "/d", setup.windows_path(picture), "/f")
-
-    setup.desktop.start(folder / "Uninstall.exe")
-    setup.press("Uninstall")
-    setup.press("OK")  # it runs, and may be closed
-    until(lambda: setup.find("Yes"), "the question after the data", 60)
-    assert picture.exists() and not setup.running()
-    setup.press("Yes")
-    until(lambda: not data_folder.exists(), "the end of the data")
-    assert not setup.value("HKCU", desktop, "Wallpaper")
-    setup.press("Close")
-    until(lambda: not folder.exists(), "the end of the folder")
+        # It goes back to an older version if told to, and moves; a copy for all is another copy. Each goes by itself.
+        assert copy.setup() == OLDER
+        moved, all_users = drive / "Moved" / "Quillory", drive / "Program Files" / "Quillory"
+        assert copy.setup("/Older", "/CurrentUser", "/D=C:\\Moved\\Quillory") == DONE
+        assert copy.files(moved) == installed and not copy.folder.exists()
+        assert copy.setup("/AllUsers", "/NoStart") == DONE
+        assert copy.value("HKLM", WINDOWS + "\\Run", "Quillory") is None
+        (all_users / "mine.txt").touch()
+        copy.uninstall(all_users)
+        assert copy.files(all_users) == {"mine.txt": b""} and copy.files(moved) == installed and link.exists()
+        assert copy.value("HKLM", WINDOWS + "\\Uninstall\\Quillory", "UninstallString") is None
+        picture = copy.data / "Quillory.bmp"
+        picture.write_bytes(b"the wallpaper")
+        paper = ["HKCU\\Control Panel\\Desktop", "/v", "Wallpaper", "/d"]
+        desktop.wine("reg", "add", *paper, desktop.wine("winepath", "-w", picture).strip(), "/f")
+        copy.uninstall(moved, "/Data")
+        assert not moved.exists() and not link.exists() and not copy.data.exists()
+        assert copy.value("HKCU", WINDOWS + "\\Uninstall\\Quillory", "UninstallString") is None
+        assert not copy.value("HKCU", "Control Panel\\Desktop", "Wallpaper")

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "../Archive.h"
@@ -32,9 +31,6 @@ private:
 
     std::wstring root;
 };
-
-/// The disk that an update is installed on. Each program that is made of these sources brings its own.
-std::unique_ptr<Disk> openDisk(const std::wstring& folder);
 
 /// A file's bytes, of largestArchive at most. Throws std::system_error with that name.
 std::string readAll(HANDLE file, std::string_view name);

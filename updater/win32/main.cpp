@@ -143,8 +143,8 @@ void update(const Place& place, const Person& person, const Release& release) {
     if (!door || !waitUntilEnded(place.quillory(), patience))
         throw UpdateError("Quillory is still running. Please end it, and start it again.");
     waitUntilEnded(place.updater(), patience);
-    const auto disk = openDisk(place.programFolder);
-    Installation installation(*disk, release.files);
+    ProgramDisk disk(place.programFolder);
+    Installation installation(disk, release.files);
     installation.putInPlace();
     door.reset();
     bringUp(place, person, installation);
@@ -272,6 +272,7 @@ int run(const std::vector<std::wstring>& words) {
 } // namespace updater
 
 int main() {
+    SetDllDirectoryW(L""); // which is the data folder, or whatever Quillory was started in: no library comes from there
     int count = 0;
     wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
     std::vector<std::wstring> given;
