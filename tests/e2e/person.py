@@ -50,7 +50,8 @@ class Person:
         until(lambda: not self.find(name), f"{name} away from the screen", seconds)
 
     def is_ours(self, window):
-        return any(window.process in self.probe.ask("processes", name) for name in ("Quillory.exe", "update.exe"))
+        ours = ("Quillory.exe", "update.exe", "updating.exe")
+        return any(window.process in self.probe.ask("processes", name) for name in ours)
 
     def titles(self):
         return [window.text or window.cls for window in self.screen.open_windows()]
