@@ -68,15 +68,15 @@ class Person:
             round(height * scale),
         )
 
-    def field(self, name, control, even_hidden=False):
+    def field(self, name, control):
         """The control's own window, for the kinds of controls that are the system's: text boxes, combos, buttons."""
-        window = self.find(name, even_hidden) or self.window(name)
+        window = self.window(name)
         left, top, width, height = self.place(name, control, window)
         x, y = left + width // 2, top + min(height // 2, 8)
         for child in self.probe.children(window):
             at, below, w, h = child.place
             near = abs(at - left) <= SLACK and abs(below - top) <= SLACK
-            if near and at <= x < at + w and below <= y < below + h and (child.visible or even_hidden):
+            if near and at <= x < at + w and below <= y < below + h and child.visible:
                 return child
         raise LookupError(f"{control} of {name} has no window at {left},{top}")
 

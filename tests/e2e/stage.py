@@ -8,6 +8,8 @@ from desktop import PROGRAM, Desktop, until
 from person import Person
 from service import PASSWORD, PICTURES, USER, Service, decoded
 
+UNAVAILABLE, COMBO = 1, 46  # a state and a role of Active Accessibility
+
 WALLPAPER_SECONDS = 30  # of a rotation, most of which the site spends on scaling a large photograph
 
 
@@ -95,10 +97,12 @@ class Stage:
 
     def galleries_arrive(self):
         self.service.wait_for("vh.getGalleries")
-        until(lambda: self.gallery_combo().enabled, "the list of galleries")
+        until(self.knows_galleries, "the list of galleries")
 
-    def gallery_combo(self):
-        return self.person.field("frmMain", "cboGallery", even_hidden=True)
+    def knows_galleries(self):
+        """As a screen reader finds it, since a window that was never shown has no fields to look at."""
+        heard = self.probe.ask("read", self.person.find("frmMain", even_hidden=True).handle)
+        return next(each["state"] & UNAVAILABLE == 0 for each in heard if each["role"] == COMBO)
 
     def account(self):
         return self.registry.settings(registry.account(USER))

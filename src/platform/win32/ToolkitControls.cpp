@@ -187,7 +187,14 @@ void FormWindow::createNatives() {
             SendMessageW(native->window, BM_SETDONTCLICK, TRUE, 0); // the focus alone is no click
         }
         placeNative(*native);
-        showText(*native);
+        auto* const field = dynamic_cast<TextBox*>(control);
+        const std::int32_t start = field ? field->SelStart() : 0;
+        const std::int32_t length = field ? field->SelLength() : 0;
+        showText(*native); // which takes the selection away
+        if (field) {
+            field->SelStart.adopt(start);
+            field->SelLength.adopt(length);
+        }
         for (const Aspect aspect : {Aspect::value, Aspect::enabled, Aspect::selection}) apply(*native, aspect);
         natives[control] = std::move(native);
     }

@@ -165,7 +165,7 @@ HBRUSH FormWindow::backgroundOf(Native& native) {
     Surface below(width, height);
     if (!below) return GetSysColorBrush(COLOR_WINDOW);
     BitBlt(below.dc(), 0, 0, width, height, buffer.dc(), rect.left, rect.top, SRCCOPY);
-    if (native.background) DeleteObject(native.background);
+    native.dropBackground();
     native.background = CreatePatternBrush(static_cast<HBITMAP>(GetCurrentObject(below.dc(), OBJ_BITMAP)));
     return native.background;
 }

@@ -53,8 +53,13 @@ void FormWindow::applyDensity(int now) {
     rescaleNatives();
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ALLCHILDREN);
     rescaling = false;
+    forgetUnseenPictures();
+}
+
+void forgetUnseenPictures() {
     std::set<int> used;
-    for (const auto& shown : allFormWindows()) used.insert(shown->dpi);
+    for (const auto& shown : allFormWindows())
+        if (shown->form.Visible) used.insert(shown->dpi);
     forgetPictures(used);
 }
 

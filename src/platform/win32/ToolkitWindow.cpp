@@ -90,9 +90,14 @@ void FormWindow::create() {
                              place.left, place.top, place.right - place.left, place.bottom - place.top, nullptr,
                              nullptr, GetModuleHandleW(nullptr), nullptr);
     dpi = windowDpi(window);
+    applyInput();
+}
+
+/// Most starts go to the tray and show nothing for hours: what is only looked at waits until then.
+void FormWindow::furnish() {
+    if (std::exchange(furnished, true)) return;
     applyIcons();
     createNatives();
-    applyInput();
 }
 
 void FormWindow::destroy() {
@@ -121,6 +126,14 @@ void FormWindow::hide() {
     if (GetActiveWindow() == window)
         if (const HWND next = windowToReturnTo(window, GetWindow(window, GW_OWNER))) SetActiveWindow(next);
     ShowWindow(window, SW_HIDE);
+    forgetLooks();
+}
+
+/// Which is soon made again, while the program may stay in the tray for days.
+void FormWindow::forgetLooks() {
+    buffer = Surface();
+    for (const auto& [control, native] : natives) native->dropBackground();
+    forgetUnseenPictures();
 }
 
 void FormWindow::activate(bool withKeyboard) {
@@ -306,7 +319,9 @@ LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
         if ((wParam & 0xFFF0) == SC_KEYMENU && lParam == 0) return 0;
         break;
     case WM_WINDOWPOSCHANGING:
-        if (auto& moving = *reinterpret_cast<WINDOWPOS*>(lParam); placePending && moving.flags & SWP_SHOWWINDOW) {
+        if (auto& moving = *reinterpret_cast<WINDOWPOS*>(lParam); moving.flags & SWP_SHOWWINDOW) {
+            furnish();
+            if (!placePending) break;
             const RECT place = placeOnScreen(); // never seen where it no longer belongs
             moving.x = place.left;
             moving.y = place.top;
@@ -344,6 +359,7 @@ void formUnloaded(Form& form) {
     if (!shown) return;
     shown->destroy();
     windows.erase(&form);
+    forgetUnseenPictures();
 }
 
 void formChanged(Form& form, Aspect aspect) {

@@ -47,9 +47,11 @@ struct Native {
     std::vector<std::wstring> listed;
     HBRUSH background = nullptr;
 
-    ~Native() {
+    void dropBackground() {
         if (background) DeleteObject(background);
+        background = nullptr;
     }
+    ~Native() { dropBackground(); }
 };
 
 /// A combo's list is open.
@@ -69,6 +71,7 @@ public:
     bool assigning = false; // the program changes a native control, which therefore has nothing to tell
 
     void create();
+    void furnish(); // before it is seen for the first time: its icons and native controls
     void destroy();
     void show();
     void hide();
@@ -161,10 +164,12 @@ private:
     const Control* focusTold = nullptr;
     bool alertPending = false;
 
+    void forgetLooks();
     void applyDensity(int now);
     void applyIcons();
     void keepReachable();
 
+    bool furnished = false;
     bool placePending = false;
     bool placing = false;
     bool rescaling = false;
@@ -186,6 +191,9 @@ LRESULT drawChoice(const NMCUSTOMDRAW& job, const Control& choice, const std::ws
 std::shared_ptr<FormWindow> windowOfForm(const Form& form);
 std::shared_ptr<FormWindow> formWindowAt(HWND window);
 std::vector<std::shared_ptr<FormWindow>> allFormWindows();
+
+/// Lets go of the pictures that no window on the screen shows.
+void forgetUnseenPictures();
 
 /// Keyboard navigation, before a message is dispatched.
 bool filterKeys(void* message);
