@@ -95,9 +95,8 @@ public:
     void replaceFile(std::string_view from, std::string_view to) override {
         requireFolder(to);
         step([&] {
-            auto moved = files.extract(std::string(from));
-            ASSERT_FALSE(moved.empty()) << from;
-            files[std::string(to)] = moved.mapped();
+            files[std::string(to)] = files.at(std::string(from));
+            files.erase(std::string(from));
         });
     }
 

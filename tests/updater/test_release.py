@@ -33,18 +33,17 @@ def release(tmp_path_factory):
     return out
 
 
-def require_protections(program, *flags):
+def headers(program):
+    """What stands in a program's headers; requires that data is not run, and the words about Windows 10 and paths."""
     told = subprocess.run(["objdump", "-p", program], capture_output=True, text=True, check=True).stdout
-    assert {"NX_COMPAT", *flags} <= set(told.split())
-    assert "DYNAMIC_BASE" not in flags or "Base Relocation Directory [.reloc]" in told
     manifest = program.read_bytes()
-    assert b"longPathAware" in manifest and b"8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a" in manifest  # Windows 10 and 11
+    assert "NX_COMPAT" in told and b"longPathAware" in manifest and b"8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a" in manifest
     return told
 
 
 def test_a_release_holds_the_programs_of_its_version_and_the_checksum_that_quillory_reads(release, tmp_path):
-    names = sorted(path.name for path in release.iterdir())
-    assert names == [ARCHIVE, ARCHIVE + ".md5", "Quillory-Setup.exe", f"quillory-harbor_{VERSION}_all.deb"]
+    package = f"quillory-harbor_{VERSION}_all.deb"
+    assert {path.name for path in release.iterdir()} == {ARCHIVE, ARCHIVE + ".md5", "Quillory-Setup.exe", package}
     checksum = (release / (ARCHIVE + ".md5")).read_text()
     assert checksum == hashlib.md5((release / ARCHIVE).read_bytes()).hexdigest() + "\n"
     with zipfile.ZipFile(release / ARCHIVE) as packed:
@@ -54,7 +53,8 @@ def test_a_release_holds_the_programs_of_its_version_and_the_checksum_that_quill
     assert VERSION.encode("utf-16-le") in (tmp_path / "Quillory.exe").read_bytes()
     assert b'level="asInvoker"' in (tmp_path / "Updater/update.exe").read_bytes()
     for program in ("Quillory.exe", "Updater/update.exe"):
-        told = require_protections(tmp_path / program, "DYNAMIC_BASE")
+        told = headers(tmp_path / program)
+        assert "DYNAMIC_BASE" in told and re.search(r"Entry 5 \w* [0-9a-f]*[1-9a-f][0-9a-f]* Base Relocation", told)
         needed = {name.lower() for name in re.findall(r"DLL Name: (\S+)\.dll", told, re.I)}
         assert needed and needed <= set(SYSTEM)
         assert b"stack smashing detected" in (tmp_path / program).read_bytes()
@@ -63,17 +63,13 @@ def test_a_release_holds_the_programs_of_its_version_and_the_checksum_that_quill
 
 @pytest.mark.long
 def test_the_same_source_makes_the_same_bytes_in_any_folder(tmp_path):
-    listed = ["git", "ls-files", "--cached", "--others", "--exclude-standard", "-z"]
-    sources = subprocess.run(listed, cwd=ROOT, capture_output=True, check=True).stdout.decode().split("\0")
     results = []
     for folder in (tmp_path / "one", tmp_path / "another" / "place"):
-        for name in filter(None, sources):
-            (folder / name).parent.mkdir(parents=True, exist_ok=True)
-            if (ROOT / name).is_file():
-                shutil.copy2(ROOT / name, folder / name)
-        out = tmp_path / f"from-{folder.name}"
-        key = BUILD / "signing-key.pem"
-        results.append(made(out, folder, "--key", key, SOURCE_DATE_EPOCH="1700000000", CCACHE_DISABLE="1"))
+        folder.mkdir(parents=True)
+        listed = "git ls-files --cached --others --exclude-standard -z"
+        subprocess.run(f"{listed} | xargs -0 cp --parents --preserve -t {folder}", shell=True, cwd=ROOT)
+        told = {"SOURCE_DATE_EPOCH": "1700000000", "CCACHE_DISABLE": "1"}
+        results.append(made(tmp_path / f"from-{folder.name}", folder, "--key", BUILD / "signing-key.pem", **told))
     assert len(results[0]) == 4 and results[0] == results[1]
 
 
@@ -129,14 +125,13 @@ class Copy:
             self.person.answer(box, "OK")
         else:
             until(lambda: self.running("updating.exe"), "the updater's copy", PATIENCE)
-            self.end_quillory()
+            self.end()
             until(lambda: not (self.data / ARCHIVE).exists(), "the end of the update", PATIENCE)
         until(lambda: not self.running("updating.exe") and not self.running("update.exe"), "its end", PATIENCE)
 
     def files(self, folder=None):
-        folder = folder or self.folder
-        found = {path.relative_to(folder).as_posix(): path for path in folder.rglob("*") if path.is_file()}
-        return {name: path.read_bytes() for name, path in found.items()}
+        found = [path for path in (folder or self.folder).rglob("*") if path.is_file()]
+        return {path.relative_to(folder or self.folder).as_posix(): path.read_bytes() for path in found}
 
     def value(self, hive, key, name):
         """A registry value as `reg` prints it; None if there is none."""
@@ -148,10 +143,10 @@ class Copy:
     def running(self, name="Quillory.exe"):
         return self.desktop.probe.ask("processes", name)
 
-    def end_quillory(self):
-        for process in self.running():
+    def end(self, name="Quillory.exe"):
+        for process in self.running(name):
             self.desktop.probe.ask("end", process)
-        until(lambda: not self.running(), "Quillory's end", PATIENCE)
+        until(lambda: not self.running(name), f"the end of {name}", PATIENCE)
 
     def is_up(self):
         until(lambda: "Quillory Login" in self.person.titles(), "Quillory", PATIENCE)
@@ -180,7 +175,7 @@ def test_a_copy_is_installed_updated_put_back_moved_and_removed(release):
         installed = copy.files()
         assert installed.keys() == {*NAMES, "Updater/release.txt", "Uninstall.exe"} and link.exists()
         for program in (copy.setup_program, copy.folder / "Uninstall.exe"):
-            require_protections(program, "TERMINAL_SERVICE_AWARE")
+            assert "TERMINAL_SERVICE_AWARE" in headers(program)
         program = desktop.wine("winepath", "-w", copy.folder / "Quillory.exe").strip()
         assert copy.value("HKCU", WINDOWS + "\\Run", "Quillory") == f'"{program}"'
         desktop.wine("reg", "delete", f"HKCU\\{WINDOWS}\\Run", "/v", "Quillory", "/f")
@@ -198,17 +193,15 @@ def test_a_copy_is_installed_updated_put_back_moved_and_removed(release):
         desktop.start(copy.setup_program)
         until(lambda: "Quillory Setup" in copy.person.titles(), "setup with its pages", PATIENCE)
         assert copy.setup() == BUSY
-        for process in copy.running("Quillory-Setup.exe"):
-            desktop.probe.ask("end", process)
+        copy.end("Quillory-Setup.exe")
 
         # An update waits for Quillory's end and starts the new one; what is no update changes nothing and says why.
-        old = {name: installed[name] for name in NAMES}
+        new = {name: installed[name] for name in NAMES if name != "README.txt"}
+        new |= {"Quillory.exe": installed["Quillory.exe"] + b"new", "Help/read me.txt": b"added"}
         stranger = signing.ecdsa.SigningKey.generate(signing.ecdsa.NIST256p)
         forged = "The update file cannot be used: it is not signed by its maker."
-        copy.update({**old, "Quillory.exe": old["Quillory.exe"] + b"forged"}, "1.0.114", stranger, forged)
+        copy.update(new, "1.0.114", stranger, forged)
         assert copy.files() == installed
-        new = {**old, "Quillory.exe": old["Quillory.exe"] + b"new", "Help/read me.txt": b"added"}
-        del new["README.txt"]
         copy.update(new, "1.0.114")
         copy.is_up()
         updated = {**installed, **new, "Updater/release.txt": signing.record("1.0.114", new)}
@@ -217,10 +210,9 @@ def test_a_copy_is_installed_updated_put_back_moved_and_removed(release):
         assert copy.value("HKCU", WINDOWS + "\\Uninstall\\Quillory", "DisplayVersion") == "1.0.114"
 
         # A signed program that is none of Quillory's does not come up, and gives its place back.
-        copy.end_quillory()
-        wrong = {**new, "Quillory.exe": new["Updater/update.exe"]}
+        copy.end()
         back = "The new version did not start. The one before it is in its place again."
-        copy.update(wrong, "1.0.115", says=back)
+        copy.update({**new, "Quillory.exe": new["Updater/update.exe"]}, "1.0.115", says=back)
         assert copy.files() == updated
 
         # It goes back to an older version if told to, and moves; a copy for all is another copy. Each goes by itself.
@@ -236,8 +228,8 @@ def test_a_copy_is_installed_updated_put_back_moved_and_removed(release):
         assert copy.value("HKLM", WINDOWS + "\\Uninstall\\Quillory", "UninstallString") is None
         picture = copy.data / "Quillory.bmp"
         picture.write_bytes(b"the wallpaper")
-        paper = ["HKCU\\Control Panel\\Desktop", "/v", "Wallpaper", "/d"]
-        desktop.wine("reg", "add", *paper, desktop.wine("winepath", "-w", picture).strip(), "/f")
+        shown = desktop.wine("winepath", "-w", picture).strip()
+        desktop.wine("reg", "add", "HKCU\\Control Panel\\Desktop", "/v", "Wallpaper", "/d", shown, "/f")
         copy.uninstall(moved, "/Data")
         assert not moved.exists() and not link.exists() and not copy.data.exists()
         assert copy.value("HKCU", WINDOWS + "\\Uninstall\\Quillory", "UninstallString") is None
