@@ -128,7 +128,7 @@ def each(work, things):
 
 
 def tidy():
-    salt = output("clang-tidy", "--version") + (ROOT / ".clang-tidy").read_text(encoding="utf-8")
+    salt = output("clang-tidy-19", "--version") + (ROOT / ".clang-tidy").read_text(encoding="utf-8")
 
     def look(unit):
         key = unit.key("tidy", salt)
@@ -136,7 +136,7 @@ def tidy():
             return None
         flags = [*unit.flags, *(cross_flags() if unit.build == "win32" else [])]
         said = subprocess.run(
-            ["clang-tidy", "--quiet", "--warnings-as-errors=*", str(unit.file), "--", *flags],
+            ["clang-tidy-19", "--quiet", "--warnings-as-errors=*", str(unit.file), "--", *flags],
             cwd=ROOT, capture_output=True, text=True,
         )
         if said.returncode == 0:

@@ -47,6 +47,17 @@ void drawMark(HTHEME theme, HDC dc, int part, int state, const RECT& place, Colo
     BitBlt(dc, place.left, place.top, width, height, mark.dc(), 0, 0, SRCCOPY);
 }
 
+/// The mark in the system's own colours: a style may be of another opinion than the contrast theme.
+void drawPlainMark(HDC dc, bool isOption, int state, RECT place) {
+    const bool isChecked = state >= CBS_CHECKEDNORMAL;
+    const int look = isChecked ? state - CBS_CHECKEDNORMAL + CBS_UNCHECKEDNORMAL : state;
+    UINT kind = (isOption ? DFCS_BUTTONRADIO : DFCS_BUTTONCHECK) | DFCS_FLAT;
+    if (isChecked) kind |= DFCS_CHECKED;
+    if (look == CBS_UNCHECKEDPRESSED) kind |= DFCS_PUSHED;
+    if (look == CBS_UNCHECKEDDISABLED) kind |= DFCS_INACTIVE;
+    DrawFrameControl(dc, &place, DFC_BUTTON, kind);
+}
+
 } // namespace
 
 LRESULT drawChoice(const NMCUSTOMDRAW& job, const Control& choice, const std::wstring& caption, bool cues, int dpi) {
@@ -63,7 +74,7 @@ LRESULT drawChoice(const NMCUSTOMDRAW& job, const Control& choice, const std::ws
     GetClientRect(button, &text);
     const RECT mark{0, (text.bottom - size.cy) / 2, size.cx, (text.bottom - size.cy) / 2 + size.cy};
     if (contrast())
-        DrawThemeBackground(theme, job.hdc, part, state, &mark, nullptr);
+        drawPlainMark(job.hdc, isOption, state, mark);
     else
         drawMark(theme, job.hdc, part, state, mark, choice.form.design.text);
     const int wanted = IsWindowEnabled(button) ? COLOR_WINDOWTEXT : COLOR_GRAYTEXT;
