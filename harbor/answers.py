@@ -1,7 +1,7 @@
 """The forms in which the site speaks: its XML answers, its HTML pages, and files."""
 
 from collections.abc import Iterable
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, replace
 from html import escape
 
 # What the site answers in `error` elements. 69, 75, 901, 950 and 951 have a meaning of their own to its clients: no
@@ -9,6 +9,7 @@ from html import escape
 NOTHING_THERE = 69
 LOGIN_REFUSED = 75
 UNKNOWN_KEY = 902
+TRIED_TOO_OFTEN = 903
 UNKNOWN_METHOD = 950
 BAD_REQUEST = 951
 BROKEN_SERVICE = 999
@@ -78,6 +79,13 @@ def page(title: str, content: str, status: str = "200 OK", label: str = "page") 
     body = (f'<html>\n<head>\n<meta charset="utf-8" />\n<title>{title}</title>\n<style>{STYLE}</style>\n</head>\n'
             f'<body>\n<h1>{title}</h1>\n{content}\n</body>\n</html>\n')
     return Answer(label, body.encode(), status, {"Content-Type": "text/html; charset=utf-8"})
+
+
+def refusal(status: str, description: str) -> Answer:
+    """An answer to whoever asks for what: an `error` to the API's clients, which take anything else for a stranger's and
+    stop asking; a browser shows its text."""
+    answer = error(BROKEN_SERVICE, description, status, keep=False)
+    return replace(answer, headers={**answer.headers, "Content-Type": "text/html"})
 
 
 def not_found(what: str) -> Answer:

@@ -7,12 +7,13 @@ import secrets
 from bisect import bisect_left, bisect_right
 from collections.abc import Callable, Sequence
 
-from harbor.answers import (BAD_REQUEST, BROKEN_SERVICE, LOGIN_REFUSED, NOTHING_THERE, UNKNOWN_KEY, UNKNOWN_METHOD,
-                            Answer, ApiError, api_answer, branch, error, leaf, upgrade)
+from harbor.answers import (BAD_REQUEST, BROKEN_SERVICE, LOGIN_REFUSED, NOTHING_THERE, TRIED_TOO_OFTEN, UNKNOWN_KEY,
+                            UNKNOWN_METHOD, Answer, ApiError, api_answer, branch, error, leaf, upgrade)
 from harbor.catalogue import Catalogue, Snapshot
 from harbor.codepages import readings
 from harbor.members import Member, Members
 from harbor.names import Names
+from harbor.patience import Patience, TooMany
 from harbor.pictures import Picture
 from harbor.releases import Releases, version
 
@@ -36,8 +37,9 @@ def quoted(text: str) -> str:
 class Parameters(dict[str, str]):
     """The decoded parameters of a request; asking for one that is missing or malformed ends in an `error` answer."""
 
-    def __init__(self, query: str):
+    def __init__(self, query: str, peer: str = ""):
         super().__init__()
+        self.peer = peer  # the address that asks
         self._raw: dict[str, bytes] = {}
         for pair in query.split("&"):
             raw_name, equals, value = pair.partition("=")
@@ -77,10 +79,11 @@ class Parameters(dict[str, str]):
 
 
 class Api:
-    def __init__(self, catalogue: Catalogue, members: Members, releases: Releases):
+    def __init__(self, catalogue: Catalogue, members: Members, releases: Releases, patience: Patience):
         self._catalogue = catalogue
         self._members = members
         self._releases = releases
+        self._patience = patience
         self._methods: dict[str, Callable[[Parameters, Names], Answer]] = {
             "vh.auth.login": self._login,
             "vh.getGalleries": self._galleries,
@@ -88,10 +91,10 @@ class Api:
             "vh.wallpapers.favorites": self._favorites,
         }
 
-    def answer(self, query: str, names: Names) -> Answer:
-        """Answers a query; `names` are the addresses that the client knows the site by."""
+    def answer(self, query: str, names: Names, peer: str = "") -> Answer:
+        """Answers a query; `names` are the addresses that the client knows the site by, `peer` is its own."""
         try:
-            parameters = Parameters(query)
+            parameters = Parameters(query, peer)
             if parameters["apikey"] != INITIAL_KEY and not self._members.knows_key(parameters["apikey"]):
                 raise ApiError(UNKNOWN_KEY, f"Unknown API key {quoted(parameters['apikey'])}")
             method = self._methods.get(parameters["method"])
@@ -102,7 +105,12 @@ class Api:
             return error(problem.number, str(problem))
 
     def _login(self, parameters: Parameters, names: Names) -> Answer:
-        member = self._members.verify_hash(parameters["username"], parameters["md5password"])
+        name, password = parameters["username"], parameters["md5password"]
+        try:
+            member = self._patience.verify(parameters.peer, name, lambda: self._members.verify_hash(name, password))
+        except TooMany:
+            # Nor is it "refused", upon which a client forgets a password that may be right.
+            raise ApiError(TRIED_TOO_OFTEN, "Too many wrong passwords, please wait five minutes") from None
         if member is None:
             raise ApiError(LOGIN_REFUSED, "Invalid username or password")
         return api_answer(branch("auth", [

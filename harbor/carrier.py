@@ -1,6 +1,7 @@
 """How a household's harbor is carried to the net: waitress, within limits of its own."""
 
 import contextlib
+import copy
 import ctypes
 import errno
 import logging
@@ -9,6 +10,7 @@ import socket
 import threading
 import time
 from collections.abc import Callable, Iterable
+from dataclasses import replace
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
@@ -16,12 +18,13 @@ from waitress.adjustments import Adjustments
 from waitress.channel import HTTPChannel
 from waitress.parser import HTTPRequestParser
 from waitress.server import TcpWSGIServer
-from waitress.task import ThreadedTaskDispatcher
+from waitress.task import ErrorTask, ThreadedTaskDispatcher
 from waitress.wasyncore import close_all, loop
 
-from harbor.answers import Answer, page
+from harbor.answers import Answer, page, refusal
 from harbor.journal import Journal
-from harbor.routes import Request
+from harbor.routes import Request, broken, malformed
+from harbor.web.app import LARGEST_FORM, SENDING
 
 if TYPE_CHECKING:
     from harbor.service import Site
@@ -30,8 +33,15 @@ THREADS = 24  # more than may wait for their turn at scaling, so that there is a
 MOST_CONNECTIONS = 1000
 OWN_FILES = 96  # descriptors that are not connections: pictures, the store's, one for each thread
 SILENCE = 60  # seconds without a word before a connection is closed
+HEADER = 10  # seconds from the first byte of a request to the end of its header
+SLOWEST = 2000  # bytes a second, at which what follows the header has to come after some silence
+LINGER = 30  # seconds, and
+LEAST_DROPPED = 64 << 20  # bytes of what a refused request goes on with that are read before the connection is closed
 
-BUSY = page("Too busy", "<p>Too many are here at once. Please try again in a minute.</p>", "503 Service Unavailable")
+BUSY = refusal("503 Service Unavailable", "Too many are here at once, please try again in a minute")
+SLOW = refusal("408 Request Timeout", "This request took too long to come")
+TOO_LARGE = page("Too large", "<p>That is more than this harbor takes at once. Send fewer pictures, or smaller ones.</p>",
+                 "413 Request Entity Too Large")
 
 Start = Callable[[str, list[tuple[str, str]]], Any]
 
@@ -39,14 +49,77 @@ Start = Callable[[str, list[tuple[str, str]]], Any]
 class _Parser(HTTPRequestParser):
     """Clients name the host in the request line, as they would to a proxy, and in no header."""
 
+    def __init__(self, adj: Any):
+        super().__init__(adj)
+        self._began = time.time()
+
+    def received(self, data: bytes) -> int:
+        consumed = int(super().received(data))
+        if self.error:
+            self.expect_continue = False  # or the channel would ask for the very body that is refused
+        return consumed
+
     def parse_header(self, header_plus: bytes) -> None:
         super().parse_header(header_plus)
         if self.proxy_netloc:
             self.headers["HOST"] = self.proxy_netloc
+        if self.path != SENDING:
+            self.adj = self.adj.for_forms
+
+    def is_late(self, now: float) -> bool:
+        allowed = HEADER + (SILENCE + self.body_bytes_received / SLOWEST if self.headers_finished else 0)
+        return bool(now > self._began + allowed)
+
+
+class _Refusal(ErrorTask):
+    """The answer to what is no request, or one beyond the limits."""
+
+    def execute(self) -> None:
+        problem = self.request.error
+        answer = {413: TOO_LARGE, 500: broken()}.get(problem.code) or malformed()
+        answer = replace(answer, status=f"{problem.code} {problem.reason}")
+        self.status = answer.status
+        self.response_headers += [*answer.headers.items(), ("Connection", "close")]
+        self.content_length = len(answer.body)
+        self.close_on_finish = self.channel.is_refused = True
+        self.write(answer.body)
 
 
 class _Channel(HTTPChannel):
+    """A connection. Where a request was refused, it ends the sending side and reads on for a while: a close with bytes
+    unread would reset the connection, and the refusal would be lost (RFC 9112, 9.6)."""
+
     parser_class = _Parser
+    error_task_class = _Refusal
+    is_refused = False
+    _lingers_until = 0.0
+    _dropped = 0
+
+    def look_at_the_clock(self, now: float) -> None:
+        if self._lingers_until:
+            self.will_close = self.will_close or now > self._lingers_until
+        elif self.request is not None and not self.requests and self.request.is_late(now):
+            self.request.close()
+            self.request = None
+            with contextlib.suppress(OSError):
+                self.socket.send(SLOW.encode())  # which nothing goes before
+            self.is_refused = self.will_close = True
+
+    def handle_close(self) -> None:
+        if self.is_refused and self.will_close and not self._lingers_until:
+            self.will_close = False
+            self._lingers_until = time.time() + LINGER
+            with contextlib.suppress(OSError):
+                self.socket.shutdown(socket.SHUT_WR)
+        else:
+            super().handle_close()
+
+    def received(self, data: bytes) -> bool:
+        if not self._lingers_until:
+            return bool(super().received(data))
+        self._dropped += len(data)
+        self.will_close = self._dropped > max(LEAST_DROPPED, self.adj.max_request_body_size)
+        return True
 
 
 class _Server(TcpWSGIServer):
@@ -61,6 +134,8 @@ class _Server(TcpWSGIServer):
         if now >= self._next_look:
             self._next_look = now + self.adj.cleanup_interval
             self.maintenance(now)  # closes the silent ones
+            for channel in list(self.active_channels.values()):
+                channel.look_at_the_clock(now)
         return bool(self.accepting)
 
     def handle_accept(self) -> None:
@@ -99,10 +174,12 @@ class Carrier:
         self._stopped = False
         largest_body = int(site.pages.config["MAX_CONTENT_LENGTH"] or 0) + (1 << 20)
         adjustments = Adjustments(
-            ident=None, threads=THREADS, channel_timeout=SILENCE, cleanup_interval=10, asyncore_use_poll=True,
+            ident=None, threads=THREADS, channel_timeout=SILENCE, cleanup_interval=1, asyncore_use_poll=True,
             max_request_header_size=16384, max_request_body_size=largest_body, expose_tracebacks=False,
             clear_untrusted_proxy_headers=True,
         )
+        adjustments.for_forms = copy.copy(adjustments)
+        adjustments.for_forms.max_request_body_size = LARGEST_FORM + 1
         self._dispatcher = ThreadedTaskDispatcher()
         self._dispatcher.set_thread_count(THREADS)
         _Server.most_connections = min(MOST_CONNECTIONS, descriptors() - OWN_FILES)
@@ -130,7 +207,8 @@ class Carrier:
         close_all(self._map)
 
     def _application(self, environ: dict[str, Any], start_response: Start) -> Iterable[bytes]:
-        request = Request.of(environ.get("HTTP_HOST", ""), environ["PATH_INFO"], environ.get("QUERY_STRING", ""))
+        request = Request.of(environ.get("HTTP_HOST", ""), environ["PATH_INFO"], environ.get("QUERY_STRING", ""),
+                             environ.get("REMOTE_ADDR", ""))
         method = environ["REQUEST_METHOD"]
         record = self._journal.open(0, f"{method} {request.path}?{request.query}".encode("latin-1", "replace"))
         record.host, (record.kind, _) = request.host, self._site.routes.kind(request)

@@ -3,22 +3,25 @@
 import contextlib
 import hashlib
 import io
+import math
 import os
 import secrets
 import threading
 from collections.abc import Iterator
 from concurrent.futures import Future
 from pathlib import Path
+from typing import Any
 
 from PIL import Image, ImageCms
 
 from harbor.catalogue import Catalogue
-from harbor.pictures import CONTENT_TYPES, MOST_BYTES, READ, Picture, memory_for, orientation
+from harbor.pictures import CONTENT_TYPES, MOST_BYTES, READ, Picture, memory_for, memory_of, memory_to_read, orientation
 
 LARGEST_SIDE = 8192
 LARGEST_SIZE = 40_000_000  # pixels: a screen of 8K has 33 million
 MOST_KEPT = 500_000_000  # bytes of scaled pictures on the disk
 MOST_WAITING = 16
+BAND = 1 << 21  # pixels, before or after, that are worked on at once
 _SRGB = ImageCms.createProfile("sRGB")
 
 
@@ -100,12 +103,17 @@ class Images:
             finally:
                 with self._lock:
                     del self._under_way[name]
-        return future.result()
+        try:
+            return future.result()
+        finally:
+            future = None  # or its exception and this frame would hold each other, and a picture's memory with them
 
     def _make(self, picture: Picture, size: tuple[int, int]) -> bytes:
         try:
-            with Image.open(picture.path, formats=READ) as image, self._turns.take(memory_for(image, size)):
-                return render(image, picture.format, size)
+            with open(picture.path, "rb") as file:
+                image = Image.open(file, formats=READ)
+                with self._turns.take(memory_for(image, size)):
+                    return render(image, picture.format, size)
         except (Busy, MemoryError):
             raise
         except Exception as problem:  # Pillow's readers raise nearly anything on a broken file
@@ -153,26 +161,18 @@ class Images:
 
 
 def scaled(path: Path | str, image_format: str, size: tuple[int, int]) -> bytes:
-    with Image.open(path, formats=READ) as image:
-        return render(image, image_format, size)
+    with open(path, "rb") as file:
+        return render(Image.open(file, formats=READ), image_format, size)
 
 
 def render(image: Image.Image, image_format: str, size: tuple[int, int]) -> bytes:
-    """An image as a file of that format, covering that size: upright, opaque, and in sRGB."""
+    """An image as a file of that format, covering that size: upright, opaque, and in sRGB. The image is closed."""
     turned = orientation(image)
     # Turning comes last, on the few pixels that are left; until then the picture lies on its side.
     width, height = size[::-1] if turned >= 5 else size
-    scale = max(width / image.width, height / image.height)
-    # A JPEG decodes to a half, a quarter or an eighth of its size for a fraction of the time and memory.
-    image.draft(None, (max(width, round(image.width * scale)), max(height, round(image.height * scale))))
-    profile = image.info.get("icc_profile")
-    pixels = _with_depth(image)
-    scale = max(width / pixels.width, height / pixels.height)
-    left, top = (pixels.width - width / scale) / 2, (pixels.height - height / scale) / 2
-    right, bottom = min(pixels.width, left + width / scale), min(pixels.height, top + height / scale)
-    box = (max(0.0, left), max(0.0, top), right, bottom)
-    pixels = pixels.resize((width, height), Image.Resampling.LANCZOS, box, reducing_gap=3.0)
-    pixels = _opaque(_in_srgb(pixels, profile))
+    image = _decoded(image, width, height)
+    pixels = _cover(image, width, height)
+    image.close()  # which gives its pixels back before more are made
     turn = _TURNS.get(turned)
     if turn is not None:
         pixels = pixels.transpose(turn)
@@ -188,6 +188,48 @@ _TURNS = {
 }
 
 
+def _decoded(image: Image.Image, width: int, height: int) -> Image.Image:
+    """The image with its pixels, and no more of them than fit into the memory beside what becomes of them."""
+    scale = max(width / image.width, height / image.height)
+    after = 4 * width * height
+    # A JPEG decodes to a half, a quarter or an eighth of its size for a fraction of the time and memory.
+    least = max(width, round(image.width * scale)), max(height, round(image.height * scale))
+    if memory_of(image) + max(memory_to_read(image), after) > MOST_BYTES:
+        least = min(least[0], image.width // 2), min(least[1], image.height // 2)
+    image.draft(None, least)
+    image.load()
+    if memory_of(image) + after > MOST_BYTES:
+        half = image.reduce(2)
+        half.info = image.info
+        image.close()
+        return half
+    return image
+
+
+def _cover(image: Image.Image, width: int, height: int) -> Image.Image:
+    """What covers that size, cut at the centre. One band after the other, since most modes need copies on their way."""
+    scale = max(width / image.width, height / image.height)
+    left, top = max(0.0, (image.width - width / scale) / 2), max(0.0, (image.height - height / scale) / 2)
+    right = left + width / scale
+    margin = 4 + math.ceil(4 / min(scale, 1))  # the filter looks at three pixels of the coarser side around each one
+    x, end_x = max(0, int(left) - margin), min(image.width, math.ceil(right) + margin)
+    rows = max(1, int(BAND / max(width, image.width / scale)))
+    colours = _Colours(image.info.get("icc_profile"))
+    whole: Image.Image | None = None
+    for start in range(0, height, rows):
+        end = min(height, start + rows)
+        above, below = top + start / scale, top + end / scale
+        y, end_y = max(0, int(above) - margin), min(image.height, math.ceil(below) + margin)
+        band = _with_depth(image.crop((x, y, end_x, end_y)))
+        box = (left - x, above - y, min(right - x, band.width), min(below - y, band.height))
+        band = band.resize((width, end - start), Image.Resampling.LANCZOS, box, reducing_gap=3.0)
+        band = _opaque(colours.in_srgb(band))
+        whole = whole or Image.new(band.mode, (width, height))
+        whole.paste(band, (0, start))
+    assert whole
+    return whole
+
+
 def _with_depth(image: Image.Image) -> Image.Image:
     """The pixels in a mode that can be blended: palettes and 16 bits cannot."""
     if image.mode.startswith("I") or image.mode == "F":
@@ -197,21 +239,30 @@ def _with_depth(image: Image.Image) -> Image.Image:
     return image if image.mode in ("L", "LA", "RGB", "RGBA", "CMYK") else image.convert("RGB")
 
 
-def _in_srgb(image: Image.Image, profile: bytes | None) -> Image.Image:
+class _Colours:
     """The colours as their profile means them; where it means nothing, as they stand."""
-    alpha = image.getchannel("A") if image.mode in ("LA", "RGBA") else None
-    colours = image.convert({"LA": "L", "RGBA": "RGB"}[image.mode]) if alpha else image
-    if profile:
-        try:
-            source = ImageCms.ImageCmsProfile(io.BytesIO(profile))
-            colours = ImageCms.profileToProfile(colours, source, _SRGB, outputMode="RGB") or colours
-        except (ImageCms.PyCMSError, OSError, ValueError):
-            pass  # a profile for other colours than these, or none at all
-    colours = colours if colours.mode in ("L", "RGB") else colours.convert("RGB")
-    if alpha:
-        colours = colours.convert("RGB")
-        colours.putalpha(alpha)
-    return colours
+
+    def __init__(self, profile: bytes | None):
+        self._profile = profile
+        self._transform: Any = None
+
+    def in_srgb(self, image: Image.Image) -> Image.Image:
+        alpha = image.getchannel("A") if image.mode in ("LA", "RGBA") else None
+        colours = image.convert({"LA": "L", "RGBA": "RGB"}[image.mode]) if alpha else image
+        if self._profile:
+            try:
+                source = ImageCms.ImageCmsProfile(io.BytesIO(self._profile))
+                self._transform = ImageCms.buildTransform(source, _SRGB, colours.mode, "RGB")
+            except (ImageCms.PyCMSError, OSError, ValueError):
+                pass  # a profile for other colours than these, or none at all
+            self._profile = None
+        if self._transform:
+            colours = ImageCms.applyTransform(colours, self._transform) or colours
+        colours = colours if colours.mode in ("L", "RGB") else colours.convert("RGB")
+        if alpha:
+            colours = colours.convert("RGB")
+            colours.putalpha(alpha)
+        return colours
 
 
 def _opaque(image: Image.Image) -> Image.Image:

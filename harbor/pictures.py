@@ -120,11 +120,31 @@ def orientation(image: Image.Image) -> int:
     return int(value) if isinstance(value, int) else 1
 
 
+def memory_of(image: Image.Image) -> int:
+    """Bytes that the pixels of an image take."""
+    each = {"1": 1, "L": 1, "P": 1, "I;16": 2, "I;16B": 2}.get(image.mode, 4)
+    return int(image.width * image.height * each)
+
+
+def memory_to_read(image: Image.Image) -> int:
+    """Bytes that the reader of an image takes beside its pixels."""
+    each = 0.0
+    if image.format == "WEBP":
+        each = 12  # three pictures of its own
+    elif "progressive" in image.info:  # whose coefficients, two bytes each, are all there before the first pixel
+        samples = [across * down for _, across, down, _ in image.layer]
+        each = 2 * sum(samples) / max(samples)
+    return int(image.width * image.height * each)
+
+
 def memory_for(image: Image.Image, size: tuple[int, int] = (0, 0)) -> int:
-    """Bytes that an image takes while it is scaled to a size: four for each pixel before and after, and again for the
-    copy that most modes need."""
-    is_plain = image.mode in ("L", "RGB", "CMYK") and "transparency" not in image.info
-    return int(image.width * image.height * (4 if is_plain else 8) + size[0] * size[1] * 8)
+    """Bytes that an image takes until it is scaled to a size: while it is read, then for the pixels before and after,
+    or for those after when they are turned."""
+    pixels, after = memory_of(image), 4 * size[0] * size[1]
+    beside = max(memory_to_read(image), after)
+    if pixels + beside > MOST_BYTES and image.format in ("JPEG", "MPO"):
+        pixels //= 4  # it can be decoded to half its size
+    return max(pixels + beside, 2 * after)
 
 
 def _fingerprint(file: BinaryIO) -> bytes:

@@ -32,11 +32,12 @@ class Request:
     host: str  # lower case, without a port
     path: str
     query: str
+    peer: str = ""  # the address that asks, where the wire tells it
 
     @classmethod
-    def of(cls, host: str, path: str, query: str) -> "Request":
+    def of(cls, host: str, path: str, query: str, peer: str = "") -> "Request":
         name = host.rpartition("]")[0] + "]" if host.startswith("[") else host.partition(":")[0]
-        return cls(name.lower(), path, query)
+        return cls(name.lower(), path, query, peer)
 
     @classmethod
     def parse(cls, raw: bytes) -> "Request":
@@ -83,7 +84,7 @@ class Routes:
         kind, rest = self.kind(request)
         try:
             if kind == "api":
-                return self._api.answer(request.query, Names.of(request.host))
+                return self._api.answer(request.query, Names.of(request.host), request.peer)
             if kind == "image":
                 return self._image(unquote(rest))
             if kind == "release":

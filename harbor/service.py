@@ -13,6 +13,7 @@ from harbor.carrier import Carrier
 from harbor.catalogue import Catalogue, unrated
 from harbor.images import Images
 from harbor.members import Members
+from harbor.patience import Patience
 from harbor.pictures import Picture
 from harbor.releases import Releases
 from harbor.routes import Routes
@@ -35,7 +36,8 @@ class Site:
         self.members.when_rated = self.catalogue.show_points
         self.images = Images(self.catalogue, settings.state / "scaled")
         self.releases = Releases(settings.releases)
-        api = Api(self.catalogue, self.members, self.releases)
+        self.patience = Patience()
+        api = Api(self.catalogue, self.members, self.releases, self.patience)
         self.routes = Routes(self.catalogue, self.images, api, self.releases)
         self.pages: Flask = create_app(self)
 

@@ -1,13 +1,12 @@
 """Signing up, logging in and out, passwords, and what the owner of the box does for the others."""
 
 import re
-import threading
-import time
 from typing import Any
 from urllib.parse import urlsplit
 
 from flask import Blueprint, abort, flash, g, redirect, render_template, request, session, url_for
 
+from harbor.patience import TooMany
 from harbor.web.app import log_in, need_login, the_site
 from harbor.web.pages import the_member
 
@@ -15,31 +14,13 @@ blueprint = Blueprint("account", __name__)
 
 # What Quillory's login window takes for a name, less what would be awkward as the name of a folder.
 NAME = re.compile(r"[A-Za-z0-9_-][A-Za-z0-9._-]{0,31}")
+TOO_MANY = "Too many wrong passwords. Please wait five minutes."
 
 
-class Patience:
-    """How many wrong passwords somebody may try for one name within a while."""
-
-    TRIES, SECONDS, NAMES = 10, 300.0, 1000
-
-    def __init__(self) -> None:
-        self._failures: dict[str, list[float]] = {}
-        self._lock = threading.Lock()
-
-    def is_over(self, name: str) -> bool:
-        with self._lock:
-            since = time.monotonic() - self.SECONDS
-            return sum(each > since for each in self._failures.get(name.casefold(), [])) >= self.TRIES
-
-    def failed(self, name: str) -> None:
-        with self._lock:
-            while len(self._failures) >= self.NAMES:
-                del self._failures[next(iter(self._failures))]
-            kept = self._failures.pop(name.casefold(), [])[1 - self.TRIES:]
-            self._failures[name.casefold()] = [*kept, time.monotonic()]
-
-
-patience = Patience()
+def verified(name: str, password: str) -> Any:
+    """The member, if the password is right; raises TooMany."""
+    site = the_site()
+    return site.patience.verify(request.remote_addr, name, lambda: site.members.verify(name, password[:128]))
 
 
 def back(to: str) -> str:
@@ -91,13 +72,13 @@ def signup() -> Any:
 def login() -> Any:
     username, problem = request.form.get("username", "").strip(), None
     if request.method == "POST":
-        if patience.is_over(username):
-            abort(429, "Too many wrong passwords for this name. Please wait five minutes.")
-        member = the_site().members.verify(username, request.form.get("password", "")[:128])
+        try:
+            member = verified(username, request.form.get("password", ""))
+        except TooMany:
+            abort(429, TOO_MANY)
         if member:
             log_in(member)
             return redirect(back(request.args.get("next", "")))
-        patience.failed(username)
         problem = "This username and this password do not belong together."
     page = render_template("form.html", title="Log in", username=username, problem=problem)
     return page, 400 if problem else 200
@@ -119,13 +100,15 @@ def settings() -> str:
 @blueprint.post("/settings/password")
 def password() -> Any:
     me, members, new = need_login(), the_site().members, request.form.get("password", "")
-    present = request.form.get("present", "")[:128]
     problem = fault_in_password(new)
     if not problem and new != request.form.get("again"):
         problem = "The two new passwords differ."
-    if not problem and (patience.is_over(me.name) or not members.verify(me.name, present)):
-        patience.failed(me.name)
-        problem = "That is not your present password."
+    if not problem:
+        try:
+            if not verified(me.name, request.form.get("present", "")):
+                problem = "That is not your present password."
+        except TooMany:
+            problem = TOO_MANY
     if problem:
         flash(problem, "wrong")
     else:

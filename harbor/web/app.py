@@ -15,9 +15,8 @@ LOGGED_IN_FOR = timedelta(days=90)
 POLICY = ("default-src 'none'; img-src 'self'; style-src 'self'; script-src 'self'; connect-src 'self'; "
           "form-action 'self'; base-uri 'none'; frame-ancestors 'none'")
 PICTURES_AT_ONCE = 8  # as many of the largest pictures may come in one form that works without script
-
-
 LARGEST_FORM = 1 << 16  # bytes of everything that is typed; only a member's pictures may be more
+SENDING = "/send"  # the path that they are sent to
 
 
 class Asked(Request):

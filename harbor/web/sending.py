@@ -13,7 +13,7 @@ from PIL import Image
 from werkzeug.datastructures import FileStorage
 
 from harbor.pictures import MOST_BYTES, READ, memory_for
-from harbor.web.app import need_login, the_site, wants_json
+from harbor.web.app import SENDING, need_login, the_site, wants_json
 from harbor.web.pages import may_remove, the_picture
 
 blueprint = Blueprint("sending", __name__)
@@ -27,7 +27,7 @@ class Refused(Exception):
     """Why a picture is not kept, in words for its sender."""
 
 
-@blueprint.route("/send", methods=["GET", "POST"])
+@blueprint.route(SENDING, methods=["GET", "POST"])
 def send() -> Any:
     me, outcomes = need_login(), []
     for file in request.files.getlist("pictures"):
