@@ -82,8 +82,8 @@ def page(title: str, content: str, status: str = "200 OK", label: str = "page") 
 
 
 def refusal(status: str, description: str) -> Answer:
-    """An answer to whoever asks for what: an `error` to the API's clients, which take anything else for a stranger's and
-    stop asking; a browser shows its text."""
+    """An answer to whoever asks for what: an `error` to the API's clients, which take anything else for a stranger's
+    and stop asking; a browser shows its text."""
     answer = error(BROKEN_SERVICE, description, status, keep=False)
     return replace(answer, headers={**answer.headers, "Content-Type": "text/html"})
 

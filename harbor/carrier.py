@@ -40,14 +40,16 @@ LEAST_DROPPED = 64 << 20  # bytes of what a refused request goes on with that ar
 
 BUSY = refusal("503 Service Unavailable", "Too many are here at once, please try again in a minute")
 SLOW = refusal("408 Request Timeout", "This request took too long to come")
-TOO_LARGE = page("Too large", "<p>That is more than this harbor takes at once. Send fewer pictures, or smaller ones.</p>",
-                 "413 Request Entity Too Large")
+TOO_LARGE = page("Too large", "<p>That is more than this harbor takes at once. Send fewer pictures, or smaller ones."
+                 "</p>", "413 Request Entity Too Large")
 
 Start = Callable[[str, list[tuple[str, str]]], Any]
 
 
 class _Parser(HTTPRequestParser):
     """Clients name the host in the request line, as they would to a proxy, and in no header."""
+
+    adj: Any
 
     def __init__(self, adj: Any):
         super().__init__(adj)
@@ -91,7 +93,8 @@ class _Channel(HTTPChannel):
 
     parser_class = _Parser
     error_task_class = _Refusal
-    is_refused = False
+    request: _Parser | None
+    is_refused = will_close = False
     _lingers_until = 0.0
     _dropped = 0
 

@@ -94,7 +94,7 @@ def ports(settings: Settings) -> Iterator[Finding]:
                 peer.sendall(b"GET /static/mark.svg HTTP/1.0\r\n\r\n")
                 is_ours = peer.makefile("rb").read(9000).find(b"Content-Security-Policy") >= 0
         except ConnectionRefusedError:
-            yield True, f"nobody listens at {shown}: the service is not running now"
+            yield True, f"nobody listens at {shown}: the service is not running, or not yet"
         except OSError as problem:
             yield ":" in address, f"{shown} cannot be reached: {problem.strerror or problem}"
         else:

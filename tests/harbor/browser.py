@@ -4,8 +4,7 @@ import base64
 from pathlib import Path
 
 from selenium import webdriver
-from selenium.common.exceptions import (NoSuchElementException, StaleElementReferenceException, TimeoutException,
-                                        WebDriverException)
+from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException, WebDriverException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import WebDriverWait
@@ -13,6 +12,7 @@ from selenium.webdriver.support.ui import WebDriverWait
 SEEN = Path(__file__).parents[2] / "build" / "reports" / "seen"
 SWITCHES = ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--hide-scrollbars",
             "--no-proxy-server", "--disable-background-networking", "--disable-component-update",
+            "--window-size=1280,900",
             # Whatever a page should fetch from another host than the harbor's is not found.
             "--host-resolver-rules=MAP * ~NOTFOUND , EXCLUDE 127.0.0.1"]
 
@@ -26,107 +26,86 @@ for (const kind of ["dragenter", "dragover", "drop"])
 
 
 class Browser:
-    def __init__(self, home: str, scripts: bool = True):
+    def __init__(self, home: str):
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        for switch in [*SWITCHES, "--window-size=1280,900"]:
+        for switch in SWITCHES:
             options.add_argument(switch)
         self._home = home
-        self._driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
-        if not scripts:
-            self._driver.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": True})
+        self.driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
 
     def __enter__(self) -> "Browser":
         return self
 
     def __exit__(self, *_):
-        self._driver.quit()
+        self.driver.quit()
 
     def open(self, path: str):
-        self._driver.get(self._home + path)
+        self.driver.get(self._home + path)
 
     def see(self, name: str):
-        """Keeps what the screen shows."""
+        """Keeps what the screen shows; nothing is wider than the window, and no image is missing."""
         SEEN.mkdir(parents=True, exist_ok=True)
-        self._driver.save_screenshot(str(SEEN / f"page-{name}.png"))
+        self.driver.save_screenshot(str(SEEN / f"page-{name}.png"))
+        assert self.driver.execute_script(
+            "return document.documentElement.scrollWidth <= innerWidth"
+            " && [...document.images].every(each => !each.complete || each.naturalWidth > 0)"), name
 
     @property
     def address(self) -> str:
-        return self._driver.current_url.removeprefix(self._home)
+        return self.driver.current_url.removeprefix(self._home)
 
     @property
     def text(self) -> str:
         return self.find("main").text
 
     def find(self, selector: str):
-        return self._driver.find_element(By.CSS_SELECTOR, selector)
+        return self.driver.find_element(By.CSS_SELECTOR, selector)
 
     def count(self, selector: str) -> int:
-        return len(self._driver.find_elements(By.CSS_SELECTOR, selector))
+        return len(self.driver.find_elements(By.CSS_SELECTOR, selector))
 
-    def type(self, **fields):
+    def fill(self, button: str, **fields):
+        """Fills a form in, and sends it."""
         for name, text in fields.items():
-            self.find(f"main [name={name}]").send_keys(text)
+            field = self.find(f"main [name={name}]")
+            if field.get_attribute("type") == "text":
+                field.clear()
+            field.send_keys(text)
+        self.go(button)
 
     def press(self, words: str):
-        """Clicks the link or button of these words."""
-        before = self.find("html")
+        """Clicks the link or button of these words, first of all one of the page's own."""
         what = f"//*[self::a or self::button or self::summary][normalize-space()='{words}']"
-        found = self._driver.find_elements(By.XPATH, f"//main{what}") or self._driver.find_elements(By.XPATH, what)
+        found = [*self.driver.find_elements(By.XPATH, f"//main{what}"), *self.driver.find_elements(By.XPATH, what)]
         assert found, f"nothing to press says {words}; the page says:\n{self.text}"
         found[0].click()
-        return before
 
-    def press_and_go(self, words: str):
+    def go(self, words: str):
         """Clicks what leads to another page, and waits for that page."""
-        before = self.press(words)
+        before = self.find("html")
+        self.press(words)
 
-        def is_gone(_):
+        def is_gone():
             try:
                 before.is_enabled()
-                return False
             except WebDriverException:
                 return True
 
-        self._until(is_gone, f"a page behind {words}")
+        self.wait_for(is_gone, f"a page behind {words}")
 
     def drop(self, selector: str, name: str, content: bytes):
-        self._driver.execute_script(DROP, self.find(selector), name, base64.b64encode(content).decode())
+        self.driver.execute_script(DROP, self.find(selector), name, base64.b64encode(content).decode())
 
-    def wait_for(self, text: str):
-        self._until(lambda _: text in self.text, text)
-
-    def _until(self, condition, what: str):
+    def wait_for(self, condition, what: str):
         # A page may go while it is read.
         going = [NoSuchElementException, StaleElementReferenceException]
-        wait = WebDriverWait(self._driver, 20, ignored_exceptions=going)
-        try:
-            wait.until(condition)
-        except TimeoutException:
-            raise AssertionError(f"waited for {what}; the page says:\n{self.text}") from None
+        WebDriverWait(self.driver, 60, ignored_exceptions=going).until(lambda _: condition(), what)
 
-    def dark(self):
-        dark = {"features": [{"name": "prefers-color-scheme", "value": "dark"}]}
-        self._driver.execute_cdp_cmd("Emulation.setEmulatedMedia", dark)
-
-    def narrow(self):
-        self._driver.set_window_size(500, 900)
-
-    def overflows(self) -> bool:
-        """Is the page wider than the window?"""
-        return self._driver.execute_script("return document.documentElement.scrollWidth > innerWidth")
-
-    def style(self, selector: str, name: str) -> str:
-        return self.find(selector).value_of_css_property(name)
-
-    def are_images_shown(self) -> bool:
-        return self._driver.execute_script(
-            "return [...document.images].every(each => !each.complete || each.naturalWidth > 0)")
-
-    def cookie(self) -> dict:
-        return self._driver.get_cookie("harbor")
+    def tell(self, command: str, **values):
+        self.driver.execute_cdp_cmd(f"Emulation.{command}", values)
 
     def complaints(self) -> list[str]:
         """What the browser's console says: failing scripts, refused styles, missing files."""
-        return [entry["message"] for entry in self._driver.get_log("browser")]
+        return [entry["message"] for entry in self.driver.get_log("browser")]

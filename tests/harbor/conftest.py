@@ -1,13 +1,20 @@
+import io
 import os
 import socket
+import struct
 import sys
+import time
+import zlib
 from pathlib import Path
 
 import pytest
 from PIL import Image
 
-sys.path.insert(0, str(Path(__file__).parents[2]))
+ROOT = Path(__file__).parents[2]
+sys.path.insert(0, str(ROOT))
 
+from harbor.service import Harbor  # noqa: E402
+from harbor.settings import Settings  # noqa: E402
 from harbor.standin import StandIn  # noqa: E402
 
 # In the order of their age, so that they get the ids from 1001 on.
@@ -19,6 +26,22 @@ PICTURES = {
     1005: ("deep space/Tower.jpg", (30, 90), "L"),
     1006: ("nature/red_flowers/deeper/Greenhouse.png", (160, 120), "RGBA"),
 }
+
+
+def wait_until(condition):
+    deadline = time.monotonic() + 60
+    while not condition():
+        assert time.monotonic() < deadline
+        time.sleep(0.02)
+
+
+def png_of(width: int, height: int) -> bytes:
+    """The beginning of a picture of that size: what its file says of it, and few of its pixels."""
+    out = io.BytesIO()
+    Image.new("RGB", (1, 1)).save(out, "PNG")
+    data = out.getvalue()
+    header = b"IHDR" + struct.pack(">II", width, height) + data[24:29]
+    return data[:12] + header + struct.pack(">I", zlib.crc32(header)) + data[33:]
 
 
 @pytest.fixture(scope="session")
@@ -48,31 +71,35 @@ def running(pictures):
 
 @pytest.fixture
 def harbor(running):
-    """The one harbor of all tests, without faults and requests of those before."""
+    """The one stand-in of all tests, without faults and requests of those before."""
     running.faults.clear()
     running.abort_connections()
     running.requests.clear()
     return running
 
 
-class Client:
-    """Speaks to the harbor as Quillory does: bytes out, bytes in."""
+@pytest.fixture
+def house(pictures, tmp_path):
+    """A new box: pictures, but no member yet."""
+    with Harbor(Settings(pictures, state=tmp_path / "state", bind=("127.0.0.1",), port=0)) as harbor:
+        harbor.catalogue.scan()
+        yield harbor
 
-    API = "http://api.velvetharbor.example/api.php?apikey=Rv8nTq2LxW5d&method="
+
+class Client:
+    """Speaks to the harbor as Quillory does: bytes out, bytes in. It may have another address of this machine."""
+
     ROTATION = {"withar": "1%2E77778", "withtags": "no", "sort": "desc", "minpoints": "0", "order": "freshness",
                 "startid": "0", "page": "1", "perpage": "1", "QY%5FVersion": "1%2E0%2E112"}
 
-    def __init__(self, harbor):
-        self._harbor = harbor
+    def __init__(self, harbor, address="127.0.0.1"):
+        self._harbor, self._address, self.key = harbor, address, "Rv8nTq2LxW5d"
 
     def connect(self):
-        return socket.create_connection(("127.0.0.1", self._harbor.port), timeout=5)
+        return socket.create_connection(("127.0.0.1", self._harbor.port), 60, (self._address, 0))
 
     @staticmethod
-    def request(url: str, host: str = "") -> bytes:
-        return f"GET {url} HTTP/1.0\r\n{f'Host: {host}' + chr(13) + chr(10) if host else ''}\r\n".encode()
-
-    def read(self, sock) -> bytes:
+    def read(sock) -> bytes:
         """Everything up to the end of the connection."""
         return b"".join(iter(lambda: sock.recv(65536), b""))
 
@@ -83,23 +110,28 @@ class Client:
             sock.shutdown(socket.SHUT_WR)
             return self.read(sock)
 
-    def api(self, query: str, host: str = "api.velvetharbor.example") -> str:
-        """The body of the API's answer to what stands behind "method="."""
-        url = self.API.replace("api.velvetharbor.example", host) + query
-        header, _, body = self.exchange(self.request(url)).partition(b"\r\n\r\n")
+    def get(self, url: str, host: str = "") -> bytes:
+        return self.exchange(f"GET {url} HTTP/1.0\r\n{f'Host: {host}' if host else 'X: y'}\r\n\r\n".encode())
+
+    def query(self, method: str, parameters=(), host: str = "api.velvetharbor.example") -> str:
+        more = "".join(f"&{name}={value}" for name, value in dict(parameters).items() if value is not None)
+        return f"http://{host}/api.php?apikey={self.key}&method={method}{more}"
+
+    def api(self, method: str, parameters=(), host: str = "api.velvetharbor.example") -> str:
+        """The body of the API's answer."""
+        header, _, body = self.get(self.query(method, parameters, host)).partition(b"\r\n\r\n")
         assert b"Response-From: VHAPI" in header.split(b"\r\n")
         return body.decode("ascii")
 
     def rotate(self, method: str = "browse", **parameters) -> list[int]:
         """The ids of all wallpapers that a search finds."""
-        asked = {**self.ROTATION, "perpage": "99", **parameters}
-        body = self.api(f"vh.wallpapers.{method}&" + "&".join(f"{k}={v}" for k, v in asked.items() if v is not None))
+        body = self.api(f"vh.wallpapers.{method}", {**self.ROTATION, "perpage": "99", **parameters})
         ids = [int(line[4:-5]) for line in body.split("\n") if line.startswith("<id>")]
         assert body.startswith(f'<wallpapers count="{len(ids)}">\n'), body
         return ids
 
     def image(self, path: str) -> bytes:
-        return self.exchange(self.request("/dl/inline/" + path, "images.velvetharbor.example"))
+        return self.get("/dl/inline/" + path, "images.velvetharbor.example")
 
 
 @pytest.fixture

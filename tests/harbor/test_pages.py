@@ -1,124 +1,103 @@
 """The pages: one story in a real browser, and what strangers may try."""
 
+import hashlib
 import http.client
 import io
 import re
+import time
 import urllib.parse
 
-import pytest
 from browser import Browser
+from conftest import Client, png_of
 from PIL import Image
-from harbor.service import Harbor
-from harbor.settings import Settings
 
 
-def picture(colour="navy", size=(1600, 1000), kind="JPEG") -> bytes:
+def picture(kind="JPEG") -> bytes:
     out = io.BytesIO()
-    Image.linear_gradient("L").resize(size).convert("RGB").point(lambda level: level // 2 + 60).save(out, kind)
+    Image.linear_gradient("L").resize((1600, 1000)).convert("RGB").save(out, kind)
     return out.getvalue()
 
 
-@pytest.fixture
-def house(pictures, tmp_path):
-    """A new box: pictures, but no member yet."""
-    settings = Settings(pictures, state=tmp_path / "state", bind=("127.0.0.1",), port=0)
-    with Harbor(settings) as harbor:
-        harbor.catalogue.scan()
-        yield harbor
-
-
 def test_a_house_moves_in(house, tmp_path):
-    home = f"http://127.0.0.1:{house.port}"
     (tmp_path / "Quiet <b>Bay.jpg").write_bytes(picture())
     (tmp_path / "cut.jpg").write_bytes(picture()[:20000])
-
-    with Browser(home) as alice:
-        # The page that Quillory's login window opens, on a box that nobody owns yet.
-        alice.open("/signup?source=Quillory")
-        assert "whoever signs up first is its owner" in alice.text
-        alice.see("signup")
-        alice.type(username="alice", password="velvet", again="velvet")
-        alice.press_and_go("Sign up")
-        assert "You are the owner of this box" in alice.text
-        assert alice.count(".pictures li") == 6 and alice.are_images_shown()
-        assert (alice.cookie()["httpOnly"], alice.cookie()["sameSite"]) == (True, "Lax")
-        alice.see("home")
+    with Browser(f"http://127.0.0.1:{house.port}") as person:
+        # Alice, on the page that Quillory's login window opens, on a box that nobody owns yet.
+        person.open("/signup?source=Quillory")
+        assert "whoever signs up first is its owner" in person.text
+        person.see("signup")
+        person.fill("Sign up", username="alice", password="velvet", again="velvet")
+        assert "You are the owner of this box" in person.text and person.count(".pictures li") == 6
+        cookie = person.driver.get_cookie("harbor")
+        assert (cookie["httpOnly"], cookie["sameSite"]) == (True, "Lax")
+        person.see("home")
 
         # Three pictures, chosen and dropped; each is told its own outcome.
-        alice.press_and_go("Send pictures")
-        alice.type(pictures=f"{tmp_path / 'Quiet <b>Bay.jpg'}\n{tmp_path / 'cut.jpg'}")
-        alice.drop(".drop", "lantern_night.png", picture(kind="PNG"))
-        alice._until(lambda _: alice.count(".state.well") == 2 and alice.count(".state.wrong") == 1, "three outcomes")
-        alice.see("send")
-        assert len(alice.complaints()) == 1  # the refused one, and nothing of a script or a style
-        alice.open("/")
-        alice.press_and_go("Quiet b Bay")
-        bay = alice.address
-        number = int(bay.removeprefix("/wallpaper/"))
-        alice.press("Add to your favorites")
-        alice.wait_for("In your favorites")
-        assert alice.find("#stars").text == "1" and alice.address == bay
-        alice.see("wallpaper")
-        alice.dark()
-        alice.see("wallpaper-dark")
-        red, green, blue = map(int, re.findall(r"\d+", alice.style("html", "background-color"))[:3])
-        assert max(red, green, blue) < 64
-        alice.narrow()
-        for page, name in (("/", "home"), ("/settings", "settings"), ("/galleries/", "galleries"), (bay, "picture")):
-            alice.open(page)
-            assert not alice.overflows()
-            alice.see(f"{name}-narrow-dark")
-        assert alice.complaints() == []
+        person.go("Send pictures")
+        person.find("main [name=pictures]").send_keys(f"{tmp_path / 'Quiet <b>Bay.jpg'}\n{tmp_path / 'cut.jpg'}")
+        person.drop(".drop", "lantern_night.png", picture(kind="PNG"))
+        person.wait_for(lambda: (person.count(".state.well"), person.count(".state.wrong")) == (2, 1), "outcomes")
+        person.see("send")
+        assert len(person.complaints()) == 1  # the refused one, and nothing of a script or a style
+        person.open("/")
+        person.go("Quiet b Bay")
+        bay = person.address
+        person.press("Add to your favorites")
+        person.wait_for(lambda: "In your favorites" in person.text, "the star")
+        assert person.find("#stars").text == "1" and person.address == bay
+        person.tell("setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": "dark"}])
+        assert max(map(int, re.findall(r"\d+", person.find("html").value_of_css_property("background-color"))[:3])) < 64
+        person.driver.set_window_size(500, 900)
+        for page, name in ((bay, "picture"), ("/settings", "settings"), ("/galleries/", "galleries")):
+            person.open(page)
+            person.see(f"{name}-narrow-dark")
+        assert person.complaints() == []
+        # The client finds what the pages were told.
+        assert house.members.favorites("alice") == {int(bay.removeprefix("/wallpaper/"))}
+        assert len(house.members.uploads("alice")) == 2
+        person.go("Log out")
 
-    # The client finds what the pages were told.
-    assert house.members.favorites("alice") == {number} and len(house.members.uploads("alice")) == 2
-
-    with Browser(home, scripts=False) as bob:
-        bob.open("/quillory/")
-        assert "No setup program lies here yet" in bob.text
-        bob.press_and_go("Sign up")
-        bob.type(username="Alice", password="linen", again="linen")
-        bob.press_and_go("Sign up")
-        assert "Alice is taken already" in bob.text
-        bob.find("main [name=username]").clear()
-        bob.type(username="bob", password="linen", again="linen")
-        bob.press_and_go("Sign up")
-        bob.open(bay)
-        assert "Sent by\nalice" in bob.text and "Remove this picture" not in bob.text
-        bob.press_and_go("Add to your favorites")
-        bob.press_and_go("Give points")
-        assert "your points count" in bob.text and bob.find("#stars").text == "2"
-        bob.open("/members/alice/uploads/?source=Quillory")  # where Quillory's links lead
-        assert "2 pictures" in bob.text
-        bob.open("/send")
-        bob.type(pictures=str(tmp_path / "Quiet <b>Bay.jpg"))
-        bob.press_and_go("Send")
-        bob.press_and_go("here it is")
-        bob.press("Remove this picture")
-        bob.press_and_go("Remove it")
-        assert "is gone" in bob.text
-        bob.open("/settings")
-        assert "Members" not in bob.text
-        bob.type(present="linen", password="hemp", again="hemp")
-        bob.press_and_go("Change password")
-        assert "Your password is changed" in bob.text
-        bob.press_and_go("Log out")
-        bob.open("/send")
-        assert bob.address == "/login?next=%2Fsend"
-        bob.type(username="BOB", password="hemp")
-        bob.press_and_go("Log in")
-        assert bob.address == "/send"
-    assert house.members.uploads("bob") == set()
+        # Bob, whose browser runs no script.
+        person.tell("setScriptExecutionDisabled", value=True)
+        person.open("/signup")
+        person.fill("Sign up", username="Alice", password="linen", again="linen")
+        assert "Alice is taken already" in person.text
+        person.fill("Sign up", username="bob", password="linen", again="linen")
+        person.open(bay)
+        assert "Sent by\nalice" in person.text and "Remove this picture" not in person.text
+        person.go("Add to your favorites")
+        person.go("Give points")
+        assert "your points count" in person.text and person.find("#stars").text == "2"
+        person.open("/members/alice/uploads/?source=Quillory")  # where Quillory's links lead
+        assert "2 pictures" in person.text
+        person.open("/send")
+        person.fill("Send", pictures=str(tmp_path / "Quiet <b>Bay.jpg"))
+        person.go("here it is")
+        person.press("Remove this picture")
+        person.go("Remove it")
+        assert "is gone" in person.text and house.members.uploads("bob") == set()
+        person.open("/settings")
+        assert "Members" not in person.text
+        person.fill("Change password", present="linen", password="hemp", again="hemp")
+        assert "Your password is changed" in person.text
+        person.go("Log out")
+        person.open("/send")
+        person.fill("Log in", username="BOB", password="hemp")
+        assert person.address == "/send"
 
 
 class Visitor:
     """A browser without eyes, which keeps its cookie and sends what it is told to."""
 
-    def __init__(self, port: int):
+    def __init__(self, port: int, name: str = ""):
         self._port, self.cookie, self.token = port, "", ""
+        self.ask("GET", "/signup")
+        if name:
+            assert self.post("/signup", username=name, password="velvet", again="velvet") == 302
+            self.ask("GET", "/settings")
 
     def ask(self, method: str, path: str, body: bytes = b"", kind="application/x-www-form-urlencoded", **headers):
-        link = http.client.HTTPConnection("127.0.0.1", self._port, timeout=20)
+        link = http.client.HTTPConnection("127.0.0.1", self._port, timeout=60)
         link.request(method, path, body or None, {"Content-Type": kind, "Cookie": self.cookie, **headers})
         answer = link.getresponse()
         text = answer.read().decode("utf-8", "replace")
@@ -129,34 +108,21 @@ class Visitor:
             self.token = found[1]
         return answer, text
 
-    def post(self, path: str, token=None, **fields) -> int:
-        form = urllib.parse.urlencode({"token": self.token if token is None else token, **fields})
-        return self.ask("POST", path, form.encode())[0].status
+    def post(self, path: str, **fields) -> int:
+        return self.ask("POST", path, urllib.parse.urlencode({"token": self.token, **fields}).encode())[0].status
 
     def send(self, name: str, content: bytes):
-        body = "".join(f'--cut\r\nContent-Disposition: form-data; name="{field}"{more}\r\n\r\n' + "{}\r\n"
-                       for field, more in (("token", ""), ("pictures", f'; filename="{name}"')))
-        first, second, _ = body.split("{}")
-        raw = (first + self.token + second).encode() + content + b"\r\n--cut--\r\n"
-        return self.ask("POST", "/send", raw, "multipart/form-data; boundary=cut", Accept="application/json")
-
-
-def moved_in(house, name: str) -> Visitor:
-    visitor = Visitor(house.port)
-    visitor.ask("GET", "/signup")
-    assert visitor.post("/signup", username=name, password="velvet", again="velvet") == 302
-    visitor.ask("GET", "/settings")
-    return visitor
+        head = "--cut\r\nContent-Disposition: form-data; name="
+        raw = f'{head}"token"\r\n\r\n{self.token}\r\n{head}"pictures"; filename="{name}"\r\n\r\n'.encode() + content
+        return self.ask("POST", "/send", raw + b"\r\n--cut--\r\n", "multipart/form-data; boundary=cut",
+                        Accept="application/json")
 
 
 def test_a_member_changes_only_what_is_theirs(house):
-    alice, bob = moved_in(house, "alice"), moved_in(house, "bob")
-    status = alice.send("mine.png", picture(kind="PNG"))[0].status
+    alice, bob, stranger = Visitor(house.port, "alice"), Visitor(house.port, "bob"), Visitor(house.port)
+    assert alice.send("mine.png", picture(kind="PNG"))[0].status == 200
     (mine,) = house.members.uploads("alice")
     folders = max(house.catalogue.pictures.keys() - {mine})
-    assert status == 200
-    stranger = Visitor(house.port)
-    stranger.ask("GET", "/login")
     for visitor, path, fields in [
         (bob, f"/wallpaper/{mine}/remove", {}),
         (alice, f"/wallpaper/{folders}/remove", {}),  # lies in the folder, so it is no upload of anybody's
@@ -167,7 +133,7 @@ def test_a_member_changes_only_what_is_theirs(house):
         (stranger, "/send", {}),
         (alice, f"/wallpaper/{mine}/star", {"on": "yes", "token": ""}),
         (alice, f"/wallpaper/{mine}/star", {"on": "yes", "token": bob.token}),
-        (Visitor(house.port), "/login", {"username": "alice", "password": "velvet"}),  # another site's form
+        (stranger, "/login", {"username": "alice", "password": "velvet", "token": ""}),  # another site's form
     ]:
         assert visitor.post(path, **fields) == 403, (path, fields)
     assert house.members.stars(mine) == 0 and mine in house.catalogue.pictures
@@ -181,21 +147,13 @@ def test_a_member_changes_only_what_is_theirs(house):
 
 
 def test_what_strangers_may_try(house):
-    alice = moved_in(house, "alice")
-    bomb = io.BytesIO()
-    Image.new("1", (12000, 12000)).save(bomb, "PNG")
+    alice = Visitor(house.port, "alice")
     for name, content, said in [
-        ("page.jpg", b"<script>alert(1)</script>", "no picture"),
-        ("drawing.svg", b"<svg xmlns='http://www.w3.org/2000/svg'/>", "no picture"),
-        ("half.png", picture(kind="PNG")[:-400], "no picture"),
-        ("wide.png", bomb.getvalue(), "pixels are too many"),
-        ("empty.jpg", b"", "no picture"),
+        ("page.jpg", b"<script>alert(1)</script>", "no picture"), ("empty.jpg", b"", "no picture"),
+        ("half.png", picture(kind="PNG")[:-400], "no picture"), ("wide.png", png_of(9000, 8000), "pixels are too many"),
     ]:
         answer, text = alice.send(name, content)
         assert answer.status == 400 and said in text, (name, text)
-    assert house.members.uploads("alice") == set()
-    assert [each for each in house.settings.uploads.rglob("*") if each.is_file()] == []
-
     # A name from elsewhere stays a name, and two of one name stay two.
     for _ in range(2):
         answer, text = alice.send("../../../etc/.hidden\\..\\<img src=x onerror=alert(1)>.png", picture(kind="PNG"))
@@ -208,24 +166,42 @@ def test_what_strangers_may_try(house):
     for points in ("-1", "101", "5+", ""):
         assert alice.post(f"/wallpaper/{one}/points", points=points) == 400
 
-    # Nobody is led away after a login, a name is a name, and guessing has an end.
+    # Nobody is led away after a login, and a name is a name.
     visitor = Visitor(house.port)
     for elsewhere in ("//evil.example/", "http://evil.example/", "/\\evil.example/", "javascript:alert(1)"):
         visitor.ask("GET", "/login")
-        where = "/login?next=" + urllib.parse.quote(elsewhere)
         form = urllib.parse.urlencode({"token": visitor.token, "username": "alice", "password": "velvet"}).encode()
-        assert visitor.ask("POST", where, form)[0].getheader("Location") == "/"
+        answer, _ = visitor.ask("POST", "/login?next=" + urllib.parse.quote(elsewhere), form)
+        assert answer.getheader("Location") == "/"
     visitor.ask("GET", "/signup")
-    for name in ("", "..", ".bob", "a b", "a/b", "x" * 33, "alice", "ALICE"):
+    for name in ("", "..", ".bob", "a b", "a/b", "x" * 33, "ALICE"):
         assert visitor.post("/signup", username=name, password="x", again="x") == 400, name
     flood = b"token=" + b"x" * 2_000_000
-    assert visitor.ask("POST", "/login", flood)[0].status == 413
-    assert alice.ask("POST", "/send", flood)[0].status == 413
-    assert Visitor(house.port).ask("POST", "/send", flood)[0].status == 403
-    tries = [visitor.post("/login", username="alice", password="wrong") for _ in range(11)]
-    assert tries == [400] * 10 + [429]
+    assert [each.ask("POST", "/send", flood)[0].status for each in (alice, Visitor(house.port))] == [413, 403]
     for path in ("/wallpaper/1", "/wallpaper/99999999999999999999", "/members/nobody/", "/gallery/x/",
                  "/preview/1/thumb", "/static/../app.py", "/nothing"):
         assert visitor.ask("GET", path)[0].status == 404, path
     answer, _ = visitor.ask("GET", "/alice/favorites/?source=Quillory", Host="members.velvetharbor.example")
     assert answer.getheader("Location") == "http://velvetharbor.example/members/alice/favorites/?source=Quillory"
+
+
+def test_guessing_has_an_end(house):
+    def told(address, password="wrong"):
+        """Who is let in from an address, or the number of the error."""
+        sent = hashlib.md5(password.encode()).hexdigest()
+        body = Client(house, address).api("vh.auth.login", {"username": "ALICE", "md5password": sent})
+        return re.search(r"<username>(\w+)<|<number>(\d+)<", body).group(1, 2)
+
+    visitor, refused, wait, let_in = Visitor(house.port, "alice"), (None, "75"), (None, "903"), ("alice", None)
+    visitor.post("/logout")
+    visitor.ask("GET", "/login")
+    assert [told("127.0.0.1") for _ in range(9)] == [refused] * 9
+    assert told("127.0.0.1", "velvet") == let_in  # a finger may slip
+    assert visitor.post("/login", username="alice", password="wrong") == 400
+    assert visitor.post("/login", username="alice", password="velvet") == 429 and told("127.0.0.1", "velvet") == wait
+    assert told("127.0.0.2", "velvet") == let_in  # the member sits elsewhere
+    for address in ("127.0.0.3", "127.0.0.4"):
+        assert [told(address) for _ in range(10)] == [refused] * 10
+    assert told("127.0.0.2", "velvet") == wait  # until the many have tired
+    house.patience._clock = lambda: time.monotonic() + house.patience.SECONDS
+    assert told("127.0.0.1", "velvet") == told("127.0.0.2", "velvet") == let_in
