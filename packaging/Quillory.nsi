@@ -1,5 +1,6 @@
 ; Quillory-Setup.exe. scripts/release defines VERSION, PAGE (the product page), FILES (a folder with the archive of the
-; release, its update.exe and its licence), ART (the rendered pictures), KILOBYTES (what it takes) and OUTPUT.
+; release, its update.exe and its licence), ART (the rendered pictures), KILOBYTES and MEGABYTES (what it takes) and
+; OUTPUT.
 ;
 ;   Quillory-Setup.exe [/S] [/AllUsers | /CurrentUser] [/Start | /NoStart] [/Close] [/Older] [/D=FOLDER]
 ;   Uninstall.exe      [/S] [/Close] [/Data]
@@ -38,6 +39,7 @@ AllowSkipFiles off
 !include MUI2.nsh
 !include nsDialogs.nsh
 !include LogicLib.nsh
+!include Sections.nsh
 !include FileFunc.nsh
 !include WordFunc.nsh
 
@@ -65,7 +67,8 @@ Var EarlierText   ; what the first page says of it
 Var EarlierVersion
 Var WasRunning
 Var Lock
-Var ForAll        ; a control
+Var Told          ; controls
+Var ForAll
 
 !define MUI_ICON "${ART}/quillory.ico"
 !define MUI_UNICON "${ART}/quillory.ico"
@@ -182,7 +185,7 @@ FunctionEnd
 Function findEarlier
     StrCpy $Earlier ""
     StrCpy $EarlierVersion ""
-    StrCpy $EarlierText "Setup needs a moment and ${KILOBYTES} KB."
+    StrCpy $EarlierText "Setup needs a moment and ${MEGABYTES} MB."
     ${If} $Kind == "AllUsers"
         SetShellVarContext all
     ${Else}
@@ -193,8 +196,27 @@ Function findEarlier
     ${AndIf} ${FileExists} "$0\Quillory.exe"
         StrCpy $Earlier $0
         ReadRegStr $EarlierVersion SHCTX "${UNINSTALL_KEY}" "DisplayVersion"
-        StrCpy $EarlierText "Version $EarlierVersion is installed in $Earlier. Setup brings it to version ${VERSION}, \
-and moves it where you choose another folder."
+        StrCpy $EarlierText "Version $EarlierVersion is installed in $Earlier."
+        ${VersionCompare} $EarlierVersion ${VERSION} $1
+        ${If} $1 = 0
+            StrCpy $EarlierText "$EarlierText Setup puts it there anew, or moves it where you choose another folder."
+        ${ElseIf} $1 = 2
+            StrCpy $EarlierText "$EarlierText Setup brings it to version ${VERSION}, and moves it where you choose \
+another folder."
+        ${EndIf}
+    ${EndIf}
+
+    ; A copy of the other kind is another one: an administrator's setup could not see all of them.
+    ${If} $Kind == "AllUsers"
+        ReadRegStr $0 HKCU "${UNINSTALL_KEY}" "InstallLocation"
+        StrCpy $1 "for you alone"
+    ${Else}
+        ReadRegStr $0 HKLM "${UNINSTALL_KEY}" "InstallLocation"
+        StrCpy $1 "for all who use this computer"
+    ${EndIf}
+    ${If} $0 != ""
+    ${AndIf} ${FileExists} "$0\Quillory.exe"
+        StrCpy $EarlierText "$EarlierText$\r$\n$\r$\nAnother copy, $1, stays in $0."
     ${EndIf}
 FunctionEnd
 
@@ -253,6 +275,7 @@ Function .onInit
         ${endWith} ${REFUSED} "Setup does not know what is meant by: $Rest"
     ${EndIf}
     Call lockOut
+    Call sayWhatItTakes
 
     ${If} $Kind != ""
         StrCpy $KindIsGiven "yes"
@@ -308,27 +331,30 @@ Function askKind
     !insertmacro MUI_HEADER_TEXT "For whom" "Choose who is to have Quillory."
     nsDialogs::Create 1018
     Pop $0
-    ${NSD_CreateLabel} 0 0 100% 30u "$EarlierText"
-    Pop $0
-    ${NSD_CreateRadioButton} 10u 40u 90% 12u "Just for &me"
+    ${NSD_CreateLabel} 0 0 100% 58u "$EarlierText"
+    Pop $Told
+    ${NSD_CreateRadioButton} 10u 66u 90% 12u "Just for &me"
     Pop $1
-    ${NSD_CreateRadioButton} 10u 58u 90% 12u "For &all who use this computer"
+    ${NSD_CreateRadioButton} 10u 84u 90% 12u "For &all who use this computer"
     Pop $ForAll
-    ${NSD_OnClick} $1 showShield
-    ${NSD_OnClick} $ForAll showShield
+    ${NSD_OnClick} $1 tellOfKind
+    ${NSD_OnClick} $ForAll tellOfKind
     ${If} $Kind == "AllUsers"
         ${NSD_Check} $ForAll
     ${Else}
         ${NSD_Check} $1
     ${EndIf}
     Push $1
-    Call showShield
+    Call tellOfKind
     nsDialogs::Show
 FunctionEnd
 
-; The button that will ask for an administrator's consent carries the system's shield.
-Function showShield
+; What is there already of the kind that is chosen, and on the button that will ask for an administrator's consent the
+; system's shield.
+Function tellOfKind
     Pop $0
+    Call setKind
+    ${NSD_SetText} $Told $EarlierText
     ${NSD_GetState} $ForAll $0
     UserInfo::GetAccountType
     Pop $1
@@ -339,18 +365,22 @@ Function showShield
     SendMessage $1 0x160C 0 $0 ; BCM_SETSHIELD
 FunctionEnd
 
-Function takeKind
+Function setKind
     ${NSD_GetState} $ForAll $0
-    StrCpy $1 $Kind
+    StrCpy $1 "CurrentUser"
     ${If} $0 = ${BST_CHECKED}
-        StrCpy $Kind "AllUsers"
-    ${Else}
-        StrCpy $Kind "CurrentUser"
+        StrCpy $1 "AllUsers"
     ${EndIf}
     ${If} $Kind != $1
+        StrCpy $Kind $1
         StrCpy $INSTDIR "\Quillory"
+        Call findEarlier
+        Call chooseStartup
     ${EndIf}
-    Call findEarlier
+FunctionEnd
+
+Function takeKind
+    Call setKind
     Call requireRights
     Call proposeFolder
 FunctionEnd
@@ -407,7 +437,6 @@ FunctionEnd
 
 Section "Quillory" QUILLORY
     SectionIn RO
-    AddSize ${KILOBYTES}
     InitPluginsDir
     SetOutPath "$PLUGINSDIR"
     File "${FILES}/update.exe"
@@ -466,8 +495,14 @@ SectionEnd
     !insertmacro MUI_DESCRIPTION_TEXT ${STARTUP} "Start Quillory whenever you log in to Windows."
 !insertmacro MUI_FUNCTION_DESCRIPTION_END
 
+; The files of this setup lie beside the installed ones for a moment, and do not count.
+Function sayWhatItTakes
+    SectionSetSize ${QUILLORY} ${KILOBYTES}
+FunctionEnd
+
 ; An autostart that the person has removed stays removed.
 Function chooseStartup
+    SectionSetFlags ${STARTUP} ${SF_SELECTED}
     ReadRegStr $0 SHCTX "${RUN_KEY}" "Quillory"
     ${If} $Startup == "NoStart"
         SectionSetFlags ${STARTUP} 0

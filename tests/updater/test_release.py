@@ -156,10 +156,11 @@ def test_a_copy_is_installed_updated_put_back_moved_and_removed(release):
     with Desktop() as desktop:
         copy = Copy(desktop, release)
         drive = desktop.prefix / "drive_c"
+        moved, all_users = drive / "Moved" / "Quillory", drive / "Program Files" / "Quillory"
         link = copy.data.parent / "Microsoft/Windows/Start Menu/Programs/Quillory.lnk"
         for key in ("Software\\Quillory", WINDOWS + "\\Uninstall\\Quillory"):
             desktop.probe.ask("deletekey", key)
-        for folder in (copy.data, copy.folder, drive / "Taken", drive / "Moved"):
+        for folder in (copy.data, copy.folder, drive / "Taken", moved, all_users):
             shutil.rmtree(folder, ignore_errors=True)
         copy.data.mkdir()
 
@@ -217,7 +218,6 @@ def test_a_copy_is_installed_updated_put_back_moved_and_removed(release):
 
         # It goes back to an older version if told to, and moves; a copy for all is another copy. Each goes by itself.
         assert copy.setup() == OLDER
-        moved, all_users = drive / "Moved" / "Quillory", drive / "Program Files" / "Quillory"
         assert copy.setup("/Older", "/CurrentUser", "/D=C:\\Moved\\Quillory") == DONE
         assert copy.files(moved) == installed and not copy.folder.exists()
         assert copy.setup("/AllUsers", "/NoStart") == DONE
