@@ -6,7 +6,7 @@ Without a word: everything but what takes its time.
   native   the suite on the headless desktop, with sanitizers, and the tests of the stand-in site
   lint     clang-tidy, cppcheck, shellcheck and ruff; minutes the first time, then only what has changed
   wine     the same suite, built for Windows, under Wine
-  e2e      the shipped program on a Wine desktop, the tour, the release's files, and downloads from other servers
+  e2e      the shipped program on a Wine desktop, the tour, and the release's files
   long     everything, and what takes its time
 """
 
@@ -100,25 +100,19 @@ def wine(part):
         part.run(*SITENET, PYTHON, "scripts/wine_suite.py", part.reports, minutes=15)
 
 
-def peers(part):
-    report = f"--junitxml={part.reports}/peers.xml"
-    part.run(*SITENET, *PYTEST, "tests/peers", "-m", "not long", report, minutes=10)
-
-
-def release(part):
+def release(part, which="not long", minutes=15):
     if part.run("scripts/build", "win32", minutes=20):
-        report = f"--junitxml={part.reports}/release.xml"
-        part.run(*SITENET, *PYTEST, "tests/updater", "-m", "not long", report, minutes=15)
-
-
-def e2e(part, which="not long", folders=("tests/e2e",), minutes=40):
-    if part.run("scripts/build", "win32", "Quillory", minutes=20):
         report = f"--junitxml={part.reports}/{part.name}.xml"
-        part.run(*SITENET, *PYTEST, *folders, "-m", which, report, minutes=minutes)
+        part.run(*SITENET, *PYTEST, "tests/updater", "-m", which, report, minutes=minutes)
+
+
+def e2e(part):
+    if part.run("scripts/build", "win32", "Quillory", minutes=20):
+        part.run(*SITENET, *PYTEST, "tests/e2e", f"--junitxml={part.reports}/e2e.xml", minutes=40)
 
 
 def long(part):
-    e2e(part, "long", ("tests/e2e", "tests/updater", "tests/peers"), minutes=60)
+    release(part, "long", minutes=60)
 
 
 def tour(part):
@@ -128,20 +122,19 @@ def tour(part):
 
 GROUPS = {
     "lint": [lint],
-    "build": [native, lint, wine, peers, release, e2e, tour, long],
-    "site": [harbor, e2e, tour, long],
-    "test": [harbor, peers, release, e2e, long],
+    "build": [native, lint, wine, release, e2e, tour, long],
+    "site": [harbor, e2e, tour],
+    "test": [harbor, release, e2e, long],
     "release": [release, e2e, long],
-    "peers": [peers, long],
 }
-WINE_PARTS = [wine, peers, release, e2e, tour, long]
+WINE_PARTS = [wine, release, e2e, tour, long]
 CHOICES = {
-    "": [native, harbor, wine, peers, release, e2e, tour],
+    "": [native, harbor, wine, release, e2e, tour],
     "native": [native, harbor],
     "lint": [lint],
     "wine": [wine],
-    "e2e": [peers, release, e2e, tour],
-    "long": [native, harbor, wine, peers, release, e2e, tour, long],
+    "e2e": [release, e2e, tour],
+    "long": [native, harbor, wine, release, e2e, tour, long],
 }
 
 

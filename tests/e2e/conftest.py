@@ -1,14 +1,14 @@
-"""What the end-to-end tests share: a desktop with a site for each file of stories, and a clean slate for each story."""
+"""What the end-to-end tests share: one desktop and one site for all, and a clean slate for each story."""
 
-import pathlib
 import random
 
 import pytest
 from PIL import Image
 
+from desktop import BUILD
 from stage import Stage
 
-SIZE = (1280, 1024)
+SIZE = (2000, 1600)  # room for the largest window at the greatest density
 
 # Small pictures with the odd names that people give: each gallery, category and file name has to survive the way.
 LIBRARY = {
@@ -19,26 +19,15 @@ LIBRARY = {
 }
 
 
-def pytest_configure(config):
-    config.addinivalue_line("markers", "long: takes many minutes")
-
-
 @pytest.fixture(scope="session")
-def library(tmp_path_factory):
-    """A folder of pictures, all different, with a pattern that shows every wrong pixel."""
+def theatre(tmp_path_factory):
+    """A desktop and a site, whose pictures are all different, with a pattern that shows every wrong pixel."""
     root = tmp_path_factory.mktemp("library")
     for number, path in enumerate(root / folder / name for folder, names in LIBRARY.items() for name in names):
         path.parent.mkdir(parents=True, exist_ok=True)
-        # Decoders of one JPEG agree on smooth pictures; the others are lossless and may be as wild as they like.
-        width, height = (10, 8) if path.suffix == ".jpg" else (160, 128)
-        noise = Image.frombytes("RGB", (width, height), random.Random(number).randbytes(width * height * 3))
+        noise = Image.frombytes("RGB", (160, 128), random.Random(number).randbytes(160 * 128 * 3))
         noise.resize(SIZE, Image.Resampling.BICUBIC).save(path)
-    return root
-
-
-@pytest.fixture(scope="module")
-def theatre(library):
-    with Stage(library, SIZE) as stage:
+    with Stage(root, SIZE, releases=tmp_path_factory.mktemp("releases")) as stage:
         yield stage
 
 
@@ -46,15 +35,10 @@ def theatre(library):
 def stage(theatre, request):
     """The desktop as if Quillory had never run on it. Where a story fails, the screen is kept."""
     theatre.clean()
+    failed = request.session.testsfailed
     yield theatre
-    if getattr(request.node, "failed", False):
-        seen = pathlib.Path(__file__).resolve().parents[2] / "build" / "reports" / "seen"
+    if request.session.testsfailed > failed:
+        seen = BUILD / "reports" / "seen"
         seen.mkdir(parents=True, exist_ok=True)
-        theatre.screen.look(seen / f"{request.node.name.replace('/', '_')}.png")
+        theatre.screen.look(seen / f"{request.node.name}.png")
     theatre.end()
-
-
-@pytest.hookimpl(hookwrapper=True)
-def pytest_runtest_makereport(item, call):
-    outcome = yield
-    item.failed = getattr(item, "failed", False) or outcome.get_result().failed

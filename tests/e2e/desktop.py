@@ -15,9 +15,11 @@ BUILD = ROOT / "build"
 PROGRAM = BUILD / "win32" / "Quillory.exe"
 PROBE = ROOT / "tests" / "e2e" / "probe"
 NAME = "Quillory"
+SETTINGS, EXPLORER = r"Control Panel\Desktop", r"Software\Wine\Explorer"
+REG_SZ, REG_DWORD = 1, 4
 
 BOOT_SECONDS = 180
-END_SECONDS = 20
+END_SECONDS = 60
 
 
 class Desktop:
@@ -26,9 +28,8 @@ class Desktop:
     A bare desktop shows its plain colour and not the wallpaper that an earlier run has left.
     """
 
-    def __init__(self, size=(1280, 1024), display=None, dpi=96, bare=False):
+    def __init__(self, size=(1280, 1024), display=None, bare=False):
         self.size = size
-        self.dpi = dpi
         self.display = display
         self.bare = bare
 
@@ -57,17 +58,11 @@ class Desktop:
         self.endings.close()
 
     def open_screen(self):
-        read, write = os.pipe()
         geometry = f"{self.size[0]}x{self.size[1]}x24"
-        screen = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(write), "-screen", "0", geometry, "-nolisten", "tcp"],
-            pass_fds=[write],
-            stderr=subprocess.DEVNULL,
-        )
+        command = ["Xvfb", "-displayfd", "1", "-screen", "0", geometry, "-nolisten", "tcp"]
+        screen = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         self.endings.callback(end, screen)
-        os.close(write)
-        with os.fdopen(read) as numbers:
-            number = numbers.readline().strip()  # the screen's end closes the pipe: this cannot wait for ever
+        number = screen.stdout.readline().strip()  # the screen's end closes the pipe: this cannot wait for ever
         if not number:
             raise RuntimeError("Xvfb did not start")
         self.display = f":{number}"
@@ -77,35 +72,32 @@ class Desktop:
         if not ready.exists():
             shutil.rmtree(self.prefix, ignore_errors=True)  # a start that was broken off may have left anything
             self.prefix.mkdir()
-            # Without a display, since its own "please wait" window would stand outside the desktop.
-            self.wine("wineboot", "--init", seconds=BOOT_SECONDS, environment={**self.environment, "DISPLAY": ""})
+            # Without a display, since its own "please wait" window would stand outside the desktop. And before any
+            # program that is to stand on the desktop, since each takes the one that has a name when it starts.
+            for command in (["wineboot", "--init"], ["reg", "add", f"HKCU\\{EXPLORER}", "/v", "Desktop", "/d", NAME]):
+                self.wine(*command, seconds=BOOT_SECONDS, environment={**self.environment, "DISPLAY": ""})
             subprocess.run(["wineserver", "-w"], env=self.environment, timeout=BOOT_SECONDS, check=True)
             ready.touch()
-        exe = probe_program()
-        explorer = r"Software\Wine\Explorer"
-        dpi = self.dpi.to_bytes(4, "little").hex()
-        settings = (
-            (explorer, "Desktop", "1", (NAME + "\0").encode().hex()),
-            (explorer + r"\Desktops", NAME, "1", (f"{self.size[0]}x{self.size[1]}" + "\0").encode().hex()),
-            (r"Control Panel\Desktop", "LogPixels", "4", dpi),
-        )
-        if ready.read_text() != str(settings):
-            for setting in settings:
-                self.wine(exe, "write", *setting)
-            # These programs stand on whatever desktop was there before, and would keep it: on one without a window
-            # manager Wine waits two seconds for each window that is hidden.
-            subprocess.run(["wineserver", "-k"], env=self.environment, timeout=END_SECONDS)
-            ready.write_text(str(settings))
-        if self.bare:
-            self.wine(exe, "delete", r"Control Panel\Desktop", "Wallpaper")
         listening = subprocess.Popen(
-            ["wine", exe], env=self.environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1,
-            encoding="utf-8",
-        )
+            ["wine", probe_program()], env=self.environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+            bufsize=1, encoding="utf-8",
+        )  # fmt: skip
         self.endings.callback(end, listening)
         self.probe = Probe(listening)
-        if self.probe.ask("screen")["size"] != list(self.size):  # answered as soon as the desktop stands
+        self.set_text(EXPLORER + r"\Desktops", NAME, f"{self.size[0]}x{self.size[1]}")
+        self.set_density(96)
+        if self.bare:
+            self.set_text(SETTINGS, "Wallpaper", "")
+        if self.probe.ask("screen") != list(self.size):  # answered as soon as the desktop stands
             self.probe.ask("resolution", *self.size)  # Wine remembers one that was changed and not given back
+
+    def set_text(self, key, name, text):
+        self.probe.write(key, name, REG_SZ, text.encode() + b"\0")
+
+    def set_density(self, dpi):
+        """As the programs that start from now on find it."""
+        self.dpi = dpi
+        self.probe.write(SETTINGS, "LogPixels", REG_DWORD, dpi.to_bytes(4, "little"))
 
     def wine(self, program, *arguments, seconds=60, environment=None):
         """Runs a Windows program to its end and returns what it wrote."""
@@ -153,7 +145,7 @@ def probe_program():
         exe.parent.mkdir(parents=True, exist_ok=True)
         fresh = exe.with_suffix(f".{os.getpid()}")
         subprocess.run(
-            ["i686-w64-mingw32-g++-posix", "-std=c++20", "-O1", "-DUNICODE", "-D_UNICODE", "-municode", "-static",
+            ["i686-w64-mingw32-g++-posix", "-std=c++20", "-O1", "-DUNICODE", "-D_UNICODE", "-static",
              "-Wall", "-Wextra", "-o", fresh, PROBE / "probe.cpp", "-lgdi32", "-lshell32",
              "-loleacc", "-lole32", "-loleaut32", "-luuid"],
             check=True,
@@ -172,7 +164,7 @@ def end(program):
             program.wait()
 
 
-def until(check, what, seconds=15.0):
+def until(check, what, seconds=60.0):
     """Waits for a true answer, and returns it; tells what was missed when the time is over."""
     deadline = time.monotonic() + seconds
     while not (answer := check()):

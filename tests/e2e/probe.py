@@ -4,7 +4,7 @@ import dataclasses
 import json
 import select
 
-ANSWER_SECONDS = 30
+ANSWER_SECONDS = 180  # to the first question, which a whole desktop may have to come up for
 
 
 @dataclasses.dataclass(frozen=True)
@@ -14,17 +14,9 @@ class Window:
     handle: int
     cls: str
     text: str
-    place: tuple
+    place: list
     visible: bool
     enabled: bool
-    minimized: bool
-    style: int
-    exstyle: int
-    id: int
-    owner: int
-    process: int
-    checked: bool = False
-    entries: tuple = ()
 
     @property
     def middle(self):
@@ -52,13 +44,11 @@ class Probe:
         return answer
 
     def windows(self):
-        return [window(entry) for entry in self.ask("windows")]
+        return [Window(**entry) for entry in self.ask("windows")]
 
     def children(self, parent):
-        return [window(entry) for entry in self.ask("children", parent.handle)]
+        return [Window(**entry) for entry in self.ask("children", parent.handle)]
 
-
-def window(entry):
-    entry = dict(entry, cls=entry["class"], place=tuple(entry["place"]), entries=tuple(entry.get("entries", ())))
-    del entry["class"]
-    return Window(**entry)
+    def write(self, key, name, kind, data):
+        """Writes a value of the registry."""
+        assert self.ask("write", key, name, kind, *data)

@@ -1,6 +1,6 @@
 """What a person sees: the pixels of the screen."""
 
-from PIL import Image, ImageChops, ImageDraw, ImageGrab
+from PIL import ImageChops, ImageDraw, ImageGrab
 
 
 class Screen:
@@ -8,10 +8,14 @@ class Screen:
         self.desktop = desktop
 
     def look(self, path=None):
-        image = ImageGrab.grab(xdisplay=self.desktop.display).convert("RGB")
+        image = ImageGrab.grab((0, 0, *self.desktop.size), xdisplay=self.desktop.display).convert("RGB")
         if path:
             image.save(path)
         return image
+
+    def part(self, place):
+        left, top, width, height = place
+        return self.look().crop((left, top, left + width, top + height))
 
     def desktop_shows(self, picture):
         """The picture stands pixel for pixel wherever no window covers the desktop."""
@@ -20,8 +24,11 @@ class Screen:
         if windows != self.open_windows() or seen.size != picture.size:
             return False
         for image in (seen, picture := picture.copy()):
-            cover(image, windows)
-        return ImageChops.difference(seen, picture).getbbox() is None
+            draw = ImageDraw.Draw(image)
+            for left, top, width, height in (window.place for window in windows):
+                if width and height:
+                    draw.rectangle((left, top, left + width - 1, top + height - 1), fill=0)
+        return seen.tobytes() == picture.tobytes()
 
     def open_windows(self):
         return [window for window in self.desktop.probe.windows() if window.visible]
@@ -39,25 +46,12 @@ class Screen:
         if not bar:
             return None
         left, top, width, height = bar.place
-        square = self.look().crop((left + width - height, top, left + width, top + height))
+        square = self.part((left + width - height, top, height, height))
         if len(square.getcolors(height * height)) < 5:
             return None
         return (left + width - height // 2, top + height // 2), square
 
 
-def cover(image, windows):
-    draw = ImageDraw.Draw(image)
-    for left, top, width, height in (window.place for window in windows):
-        if width and height:
-            draw.rectangle((left, top, left + width - 1, top + height - 1), fill=0)
-
-
 def furthest_difference(one, other):
     """The largest difference of two pictures of one size in any channel of any pixel."""
     return max(high for _, high in ImageChops.difference(one, other).getextrema())
-
-
-def stock_icon(desktop, name):
-    """A message box's icon as the system draws it."""
-    pixels = bytes.fromhex(desktop.probe.ask("icon", name))
-    return Image.frombytes("RGB", (32, 32), pixels, "raw", "BGRX")

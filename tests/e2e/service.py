@@ -17,39 +17,28 @@ PICTURES = DEFAULT_PICTURES
 
 
 class Service:
-    def __init__(self, pictures=PICTURES, **options):
-        self.harbor = StandIn(pictures=pictures, port=80, users={USER: PASSWORD}, **options)
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.harbor.stop()
+    def __init__(self, pictures, releases):
+        self.harbor = StandIn(pictures=pictures, port=80, users={USER: PASSWORD}, releases=releases)
+        self.releases = releases
+        self.fault = self.harbor.fault
 
     def forget(self):
         """Starts a new page: withdraws all faults, and leaves out the requests so far from what asked() tells."""
         self.harbor.faults.clear()
         self.harbor.requests.clear()
 
-    def fault(self, on, times=None, **effects):
-        return self.harbor.fault(on, times, **effects)
-
     def asked(self, kind):
-        """The answered requests of a kind: "api", "image", or a method of the API."""
+        """The answered requests of a kind: "api", "image", "release", or a method of the API."""
         return [
             request
             for request in list(self.harbor.requests)
-            if request.done and (request.kind == kind or method(request) == kind)
+            if request.done and (request.kind == kind or b"&method=%s" % kind.encode() in request.raw)
         ]
 
-    def wait_for(self, kind, count=1, seconds=20):
-        """The requests of a kind, as soon as there are that many; the last of them alone for a count of 1."""
-        until(
-            lambda: len(self.asked(kind)) >= count,
-            lambda: f"{count} requests {kind}, but {[request.raw[:200] for request in self.harbor.requests]}",
-            seconds,
-        )
-        return self.asked(kind)[-1]
+    def wait_for(self, kind, count=1):
+        """The `count`-th request of a kind, as soon as there are that many."""
+        told = lambda: f"{count} requests {kind}, but {[r.raw[:200] for r in self.harbor.requests]}"  # noqa: E731
+        return until(lambda: len(self.asked(kind)) >= count and self.asked(kind), told)[count - 1]
 
     def served(self, request):
         """The catalogue's entry and the bytes that an image request was answered with."""
@@ -57,11 +46,6 @@ class Service:
         number, width, height = map(int, asked.groups())
         picture = self.harbor.catalogue.pictures[number]
         return picture, scaled(picture.path, picture.format, (width, height))
-
-
-def method(request):
-    found = re.search(rb"&method=([\w.]+)", request.raw)
-    return found[1].decode() if found else ""
 
 
 def decoded(data):

@@ -1,67 +1,45 @@
 #pragma once
 
-// Text and JSON: what the probe's lines are made of.
+// What the probe's lines are made of: words come in, JSON goes out.
 
 #include <windows.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
 
-inline std::string utf8(const std::wstring& text) {
-    const int size =
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(), size, nullptr, nullptr);
-    return bytes;
+/// A command and what is said with it.
+using Words = std::vector<std::wstring>;
+
+inline HWND handle(const std::wstring& number) {
+    return reinterpret_cast<HWND>(static_cast<std::uintptr_t>(std::stoul(number)));
 }
 
 inline std::wstring wide(const std::string& bytes) {
-    const int size = MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
-    std::wstring text(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), text.data(), size);
+    const auto size = static_cast<int>(bytes.size());
+    std::wstring text(bytes.size(), L'\0');
+    text.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, bytes.data(), size, text.data(), size)));
     return text;
 }
 
-inline std::string hex(const std::uint8_t* bytes, std::size_t size) {
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    for (std::size_t i = 0; i < size; ++i) {
-        text += digits[bytes[i] >> 4];
-        text += digits[bytes[i] & 15];
-    }
-    return text;
-}
-
-inline std::vector<std::uint8_t> unhex(const std::wstring& text) {
-    std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2)
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
-    return bytes;
-}
-
-// ---------------------------------------------------------------------------------------------------- JSON
-
+/// In ASCII alone, and so without regard to how the stream is read.
 inline std::string json(const std::wstring& text) {
+    static const char digits[] = "0123456789abcdef";
     std::string out = "\"";
-    for (const char c : utf8(text)) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            const auto code = static_cast<std::uint8_t>(c);
-            out += "\\u00" + hex(&code, 1);
+    for (const wchar_t c : text) {
+        if (c >= 0x20 && c < 0x7f && c != L'"' && c != L'\\') {
+            out += static_cast<char>(c);
         } else {
-            out += c;
+            out += "\\u";
+            for (int shift = 12; shift >= 0; shift -= 4) out += digits[(c >> shift) & 15];
         }
     }
     return out + '"';
 }
 
 inline std::string json(bool value) { return value ? "true" : "false"; }
-
-inline std::string json(HWND window) { return std::to_string(reinterpret_cast<std::uintptr_t>(window)); }
 
 /// Left, top, width, height.
 inline std::string json(const RECT& r) {
@@ -75,8 +53,8 @@ inline std::string list(const std::vector<std::string>& items) {
     return "[" + out + "]";
 }
 
-inline std::string object(const std::vector<std::pair<std::wstring, std::string>>& members) {
+inline std::string object(std::initializer_list<std::pair<const char*, std::string>> members) {
     std::string out;
-    for (const auto& [name, value] : members) out += (out.empty() ? "" : ",") + json(name) + ":" + value;
+    for (const auto& [name, value] : members) out += (out.empty() ? "\"" : ",\"") + std::string(name) + "\":" + value;
     return "{" + out + "}";
 }

@@ -10,71 +10,61 @@
 #include <vector>
 
 #include "json.h"
-#include "words.h"
 
 // What surrounds a program and differs from person to person: a screen reader, colours, the resolution.
 
-/// What a screen reader takes a window's client area for. Its children are simple elements.
-struct Reader {
-    IAccessible* from = nullptr;
-    explicit Reader(HWND window) {
-        void* found = nullptr;
-        const HRESULT result =
-            AccessibleObjectFromWindow(window, static_cast<DWORD>(OBJID_CLIENT), IID_IAccessible, &found);
-        if (FAILED(result)) throw std::runtime_error("no accessible object: " + std::to_string(result));
-        from = static_cast<IAccessible*>(found);
-    }
-    ~Reader() { from->Release(); }
-};
-
-inline VARIANT element(LONG id) {
-    VARIANT value{};
-    value.vt = VT_I4;
-    value.lVal = id;
-    return value;
-}
-
-inline std::string spoken(IAccessible* from, HRESULT (STDMETHODCALLTYPE IAccessible::*get)(VARIANT, BSTR*), LONG id) {
+inline std::string spoken(IAccessible* from, HRESULT (STDMETHODCALLTYPE IAccessible::*get)(VARIANT, BSTR*),
+                          VARIANT of) {
     BSTR text = nullptr;
-    (from->*get)(element(id), &text);
+    (from->*get)(of, &text);
     const std::wstring copy = text ? text : L"";
     SysFreeString(text);
     return json(copy);
 }
 
-inline std::string number(IAccessible* from, HRESULT (STDMETHODCALLTYPE IAccessible::*get)(VARIANT, VARIANT*), LONG id) {
+inline std::string number(IAccessible* from, HRESULT (STDMETHODCALLTYPE IAccessible::*get)(VARIANT, VARIANT*),
+                          VARIANT of) {
     VARIANT value{};
-    (from->*get)(element(id), &value);
+    (from->*get)(of, &value);
     return std::to_string(value.vt == VT_I4 ? value.lVal : -1);
 }
 
-inline std::string describe(IAccessible* from, LONG id) {
+inline std::string describe(IAccessible* from, VARIANT of) {
     LONG left = 0, top = 0, width = 0, height = 0;
-    from->accLocation(&left, &top, &width, &height, element(id));
-    return object({{L"role", number(from, &IAccessible::get_accRole, id)},
-                     {L"state", number(from, &IAccessible::get_accState, id)},
-                     {L"name", spoken(from, &IAccessible::get_accName, id)},
-                     {L"value", spoken(from, &IAccessible::get_accValue, id)},
-                     {L"description", spoken(from, &IAccessible::get_accDescription, id)},
-                     {L"action", spoken(from, &IAccessible::get_accDefaultAction, id)},
-                     {L"keys", spoken(from, &IAccessible::get_accKeyboardShortcut, id)},
-                     {L"place", json(RECT{left, top, left + width, top + height})}});
+    from->accLocation(&left, &top, &width, &height, of);
+    return object({{"role", number(from, &IAccessible::get_accRole, of)},
+                   {"state", number(from, &IAccessible::get_accState, of)},
+                   {"name", spoken(from, &IAccessible::get_accName, of)},
+                   {"value", spoken(from, &IAccessible::get_accValue, of)},
+                   {"description", spoken(from, &IAccessible::get_accDescription, of)},
+                   {"action", spoken(from, &IAccessible::get_accDefaultAction, of)},
+                   {"keys", spoken(from, &IAccessible::get_accKeyboardShortcut, of)},
+                   {"place", json(RECT{left, top, left + width, top + height})}});
 }
 
-/// read WINDOW: the window itself and its elements, in their order.
-inline std::string readAloud(const Words& words) {
-    const Reader reader(handle(words.at(1)));
-    LONG count = 0;
-    reader.from->get_accChildCount(&count);
-    std::vector<std::string> elements;
-    for (LONG id = CHILDID_SELF; id <= count; ++id) elements.push_back(describe(reader.from, id));
-    return list(elements);
-}
-
-/// act WINDOW NUMBER: the default action of an element.
-inline std::string act(const Words& words) {
-    const Reader reader(handle(words.at(1)));
-    return json(reader.from->accDoDefaultAction(element(std::stol(words.at(2)))) == S_OK);
+/// read WINDOW: the window itself and its elements, in their order, as a screen reader takes its client area.
+/// read WINDOW NUMBER: carries out the default action of an element.
+inline std::string read(const Words& words) {
+    void* found = nullptr;
+    const HRESULT result =
+        AccessibleObjectFromWindow(handle(words.at(1)), static_cast<DWORD>(OBJID_CLIENT), IID_IAccessible, &found);
+    if (FAILED(result)) throw std::runtime_error("no accessible object: " + std::to_string(result));
+    auto* const from = static_cast<IAccessible*>(found);
+    VARIANT of{};
+    of.vt = VT_I4;
+    std::string told;
+    if (words.size() > 2) {
+        of.lVal = std::stol(words[2]);
+        told = json(from->accDoDefaultAction(of) == S_OK);
+    } else {
+        LONG count = 0;
+        from->get_accChildCount(&count);
+        std::vector<std::string> elements;
+        for (of.lVal = CHILDID_SELF; of.lVal <= count; ++of.lVal) elements.push_back(describe(from, of));
+        told = list(elements);
+    }
+    from->Release();
+    return told;
 }
 
 /// contrast 1|0: the colours of a dark contrast theme, or those before it; the system tells every window. Wine knows no

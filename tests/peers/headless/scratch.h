@@ -1,8 +1,0 @@
-#pragma once
-
-#include "platform/headless/State.h"
-
-inline std::wstring scratchFile() {
-    headless::reset();
-    return L"C:\\fetched";
-}
