@@ -164,7 +164,7 @@ def end(program):
             program.wait()
 
 
-def until(check, what, seconds=60.0):
+def until(check, what, seconds=120.0):
     """Waits for a true answer, and returns it; tells what was missed when the time is over."""
     deadline = time.monotonic() + seconds
     while not (answer := check()):

@@ -89,8 +89,10 @@ class Stage:
 
     def galleries_arrive(self):
         self.service.wait_for("vh.getGalleries")
-        gallery = lambda: self.person.field("frmMain", "cboGallery", even_hidden=True)  # noqa: E731
-        until(lambda: gallery().enabled, "the list of galleries")
+        until(lambda: self.gallery().enabled, "the list of galleries")
+
+    def gallery(self):
+        return self.person.field("frmMain", "cboGallery", even_hidden=True)
 
     def account(self):
         return self.registry.settings(ACCOUNT)
