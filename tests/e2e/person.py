@@ -1,5 +1,6 @@
 """A person at the desktop: looks for windows, clicks what is on them, types, and reads what the boxes say."""
 
+import collections
 import subprocess
 
 import forms
@@ -11,6 +12,9 @@ MENU = ["mnuVisitVH", "mnuViewCurrent", "", "mnuEditPreferences", "mnuForce", ""
 MENU_EDGE = 3  # pixels
 SEPARATOR = 9 / 16  # height of a separator in a menu, in lines
 SLACK = 3  # pixels by which a control's own window may be smaller than its place
+
+
+Box = collections.namedtuple("Box", "window title text")
 
 
 class Person:
@@ -124,21 +128,23 @@ class Person:
     def find_box(self):
         """The message box on the screen, once it is complete."""
         for window in self.screen.open_windows():
-            if window.cls == "#32770" and any(child.cls == "Static" for child in self.probe.children(window)):
-                return window
+            if window.cls == "#32770":
+                texts = [child.text for child in self.probe.children(window) if child.cls == "Static" and child.text]
+                if texts:
+                    return Box(window, window.text, texts[0].replace("\r\n", "\n"))
         return None
 
-    def box(self):
-        return until(self.find_box, lambda: f"a message box, with {self.titles()}")
+    def box(self, title):
+        """The box of a title, as soon as there is any."""
+        box = until(self.find_box, lambda: f"a message box, with {self.titles()}")
+        assert box.title == title, box
+        return box
 
-    def answer(self, button, title):
-        """Waits for the box of a title, and clicks a button of it."""
-        box = self.box()
-        assert box.text == title, box
-        named = [child for child in self.probe.children(box) if child.text.replace("&", "") == button]
+    def answer(self, box, button):
+        named = [child for child in self.probe.children(box.window) if child.text.replace("&", "") == button]
         self.mouse(*named[0].middle)
         handles = lambda: [window.handle for window in self.screen.open_windows()]  # noqa: E731
-        until(lambda: box.handle not in handles(), f"the box away after {button}")
+        until(lambda: box.window.handle not in handles(), f"the box away after {button}")
 
     def tray_icon(self):
         """The middle of the icon, as soon as no notice stands before it."""

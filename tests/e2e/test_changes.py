@@ -107,7 +107,7 @@ def test_the_program_moves_itself_to_the_next_version_whatever_its_folders_are_c
     updater.write_bytes(next_version["Updater/update.exe"] + b"the old one")
     stage.start_in_tray()
     person.choose_from_tray("mnuForce")
-    person.answer("OK", "Auto-Update Starting")
+    person.answer(person.box("Auto-Update Starting"), "OK")
     service.wait_for("vh.getGalleries", 2)
     until(lambda: not (stage.folder / NEXT).exists() and stage.gallery().enabled, "the updater's end, and a new start")
     person.choose_from_tray("mnuForce")

@@ -75,7 +75,7 @@ def test_the_keyboard_is_enough(stage):
 
     tab_to("frmMain", "picExit")
     person.press("space")
-    person.box()
+    person.box("Confirm Exit")
     person.press("Return")
     stage.has_ended()
 
@@ -135,10 +135,10 @@ def test_the_tray_beside_what_asks_and_what_works(stage):
     stage.start()
     guide = person.window("frmQuickStart")  # behind which the rest of the login waits
     choose("x")
-    question = person.box()
+    question = person.box("Confirm Exit")
     choose("x")
-    is_in_front(question)
-    person.answer("No", "Confirm Exit")
+    is_in_front(question.window)
+    person.answer(question, "No")
     assert not person.find_box(), "it was asked once"
     choose("Escape")
     choose("p")
@@ -158,7 +158,7 @@ def test_the_tray_beside_what_asks_and_what_works(stage):
     choose("r")  # grey, as two others are
     choose("p")
     choose("x")  # of use at any time
-    person.answer("No", "Confirm Exit")
+    person.answer(person.box("Confirm Exit"), "No")
     person.double_click_icon()
     assert not person.find("frmMain") and len(stage.service.asked("vh.wallpapers.favorites")) == 1
     person.click("frmDownloading", "imgAbort")

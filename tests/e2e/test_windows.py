@@ -106,9 +106,9 @@ def test_the_windows(stage, dpi, contrast):
             tabs.append(album.heard("frmMain", f"frmMain-{name}").tobytes())
         assert len(set(tabs)) == 3
         person.click("frmMain", "picExit")
-        person.box()
-        album.keep(person.find_box, "box")
-        person.answer("No", "Confirm Exit")
+        box = person.box("Confirm Exit")
+        album.keep(lambda: person.find_box().window, "box")
+        person.answer(box, "No")
         person.click("frmMain", "picOptions")
         person.window("frmOptions")
         album.heard("frmOptions")

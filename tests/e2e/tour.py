@@ -71,7 +71,6 @@ class Tour:
     def notice(self):
         """A notice rises and tells where the program went, and goes by itself"""
         self.person.window("frmSlideMessage")
-        self.look("rising")
         self.person.gone("frmSlideMessage")
 
     def force(self):
@@ -91,7 +90,6 @@ class Tour:
         """A gallery is chosen, and one of its pictures becomes the wallpaper"""
         self.person.click("frmMain", "picSourceTabs[2]")
         gallery = self.person.choose_last("frmMain", "cboGallery")
-        self.look("gallery")
         asked = len(self.service.asked("image"))
         self.person.click("frmMain", "picSave")
         picture = self.stage.rotation(asked + 1)
@@ -102,9 +100,9 @@ class Tour:
     def quit(self):
         """The menu's exit asks first; Yes ends it: the icon goes, the wallpaper stays"""
         self.person.choose_from_tray("mnuExit")
-        self.person.box()
+        box = self.person.box("Confirm Exit")
         self.look("question")
-        self.person.answer("Yes", "Confirm Exit")
+        self.person.answer(box, "Yes")
         self.stage.has_ended()
         file = self.stage.folder / "Quillory.bmp"
         until(lambda: self.screen.desktop_shows(decoded(file.read_bytes())), "the wallpaper still there")

@@ -73,9 +73,6 @@ std::string focus(const Words&) {
     return std::to_string(reinterpret_cast<std::uintptr_t>(info.hwndFocus));
 }
 
-/// Asks a window to close, as the system does when its taskbar entry is closed.
-std::string closeWindow(const Words& words) { return json(PostMessageW(handle(words.at(1)), WM_CLOSE, 0, 0) != FALSE); }
-
 /// forget icon WINDOW NUMBER: takes an icon out of the notification area behind its program's back.
 std::string forgetIcon(const Words& words) {
     NOTIFYICONDATAW icon{};
@@ -210,7 +207,6 @@ std::string answer(const Words& words) {
         {L"windows", windows},
         {L"children", children},
         {L"focus", focus},
-        {L"close", closeWindow},
         {L"read", read},
         {L"contrast", contrastTheme},
         {L"resolution", resolution},
