@@ -40,5 +40,5 @@ def stage(theatre, request):
     if request.session.testsfailed > failed:
         seen = BUILD / "reports" / "seen"
         seen.mkdir(parents=True, exist_ok=True)
-        theatre.screen.look(seen / f"{request.node.name}.png")
+        theatre.screen.look().save(seen / f"{request.node.name}.png")
     theatre.end()

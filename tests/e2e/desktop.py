@@ -165,10 +165,15 @@ def end(program):
 
 
 def until(check, what, seconds=120.0):
-    """Waits for a true answer, and returns it; tells what was missed when the time is over."""
+    """Waits for a true answer, and returns it; tells what was missed when the time is over. A check may also fail."""
     deadline = time.monotonic() + seconds
-    while not (answer := check()):
+    while True:
+        missed = what
+        try:
+            if answer := check():
+                return answer
+        except AssertionError as failure:
+            missed = repr(failure)
         if time.monotonic() > deadline:
-            raise AssertionError(f"not within {seconds:.0f} seconds: {what() if callable(what) else what}")
+            raise AssertionError(f"not within {seconds:.0f} seconds: {missed() if callable(missed) else missed}")
         time.sleep(0.05)
-    return answer

@@ -7,11 +7,8 @@ class Screen:
     def __init__(self, desktop):
         self.desktop = desktop
 
-    def look(self, path=None):
-        image = ImageGrab.grab((0, 0, *self.desktop.size), xdisplay=self.desktop.display).convert("RGB")
-        if path:
-            image.save(path)
-        return image
+    def look(self):
+        return ImageGrab.grab((0, 0, *self.desktop.size), xdisplay=self.desktop.display).convert("RGB")
 
     def part(self, place):
         left, top, width, height = place

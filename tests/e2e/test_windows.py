@@ -4,7 +4,7 @@ tells of it to be seen as well, and kept in build/screens/ to be looked at."""
 import pytest
 
 from desktop import BUILD, until
-from reader import BUTTON, COMBO, DIALOG, LINK, PROGRESS, STATIC, TAB, TEXT, Reader
+from reader import ALERT, BUTTON, COMBO, DIALOG, LINK, PROGRESS, STATIC, TAB, TEXT, Reader
 
 SLOW = 40_000  # bytes a second: time to look around during a download
 HEADER = 40  # design pixels
@@ -38,9 +38,14 @@ class Album:
         picture.save(self.folder / f"{name}.png")
         return window, picture
 
-    def form(self, name, as_name=None):
-        """A window of the program's: complete on the screen, with its edge and its paper."""
-        window, picture = self.keep(lambda: self.person.find(name), as_name or name)
+    def form(self, name, as_name=None, stays=True):
+        """A window of the program's, as soon as all of it is painted."""
+        return until(lambda: self.whole(name, as_name or name, stays), as_name or name, 60)
+
+    def whole(self, name, as_name, stays):
+        """Complete on the screen, with its edge and its paper; of one that stays, whatever is told of it is seen as
+        well, where it is told, and what acts has a name."""
+        window, picture = self.keep(lambda: self.person.find(name), as_name)
         left, top, width, height = window.place
         size = sizes.setdefault(name, (width, height))  # the first look is at the common density
         assert near((width, height), [self.scaled(length) for length in size], 2), f"the size of {name}"
@@ -50,22 +55,17 @@ class Album:
         below = picture.crop((self.scaled(4), self.scaled(HEADER), self.scaled(8), height - self.scaled(4)))
         if name != "frmMain":  # which has its logo there
             assert all(near(colour, self.paper, 24) for _, colour in below.getcolors(100_000)), f"the paper of {name}"
-        return window, picture
-
-    def heard(self, name, as_name=None):
-        """A window that stays: whatever is told of it is seen as well, where it is told, and what acts has a name."""
-        window, picture = self.form(name, as_name)
         told, elements = Reader(self.person).read(name)
-        assert told.role == DIALOG and told.name
-        for element in elements:
-            left, top, width, height = element.place
-            left, top = left - window.place[0], top - window.place[1]
-            low, high = picture.crop((left, top, left + width, top + height)).convert("L").getextrema()
+        for element in elements if stays else []:
+            x, y, width, height = element.place
+            spot = picture.crop((x - left, y - top, x - left + width, y - top + height))
+            low, high = spot.convert("L").getextrema()
             assert high - low > INK or element.role not in (STATIC, BUTTON, LINK, TAB), element
             assert element.name or element.role == PROGRESS, element
             assert element.action or element.role in (STATIC, TEXT, COMBO, PROGRESS), element
             if (element.name, element.action) == ("Close", "Close"):
                 assert near(element.place, self.person.place(name, "picCloseX"), 1)
+        assert told.role in (ALERT, DIALOG) and told.name
         return picture
 
 
@@ -93,17 +93,17 @@ def test_the_windows(stage, dpi, contrast):
         stage.start()
         person.window("frmLogin")
         person.point(5, 5)
-        album.heard("frmLogin")
+        album.form("frmLogin")
         stage.log_in()
         person.window("frmQuickStart")
-        album.heard("frmQuickStart")
+        album.form("frmQuickStart")
         stage.close_guide()
         stage.galleries_arrive()
         tabs = []
         for number, name in enumerate(("member", "tag", "category")):
             person.click("frmMain", f"picSourceTabs[{number}]")
             stage.saved("ActiveTab", str(number))
-            tabs.append(album.heard("frmMain", f"frmMain-{name}").tobytes())
+            tabs.append(album.form("frmMain", f"frmMain-{name}").tobytes())
         assert len(set(tabs)) == 3
         person.click("frmMain", "picExit")
         box = person.box("Confirm Exit")
@@ -111,16 +111,16 @@ def test_the_windows(stage, dpi, contrast):
         person.answer(box, "No")
         person.click("frmMain", "picOptions")
         person.window("frmOptions")
-        album.heard("frmOptions")
+        album.form("frmOptions")
         person.click("frmOptions", "picCancel")
 
         stage.service.fault("image", slow=SLOW)
         person.click("frmMain", "picSave")
         until(lambda: notice_stands(person), "the notice")
-        album.form("frmSlideMessage")
+        album.form("frmSlideMessage", stays=False)
         person.click("frmSlideMessage", "picCloseX")
         person.window("frmDownloading")
-        album.heard("frmDownloading")
+        album.form("frmDownloading")
         for name in ("menu-busy", "menu"):
             person.tray_menu()
             album.keep(person.find_menu, name)

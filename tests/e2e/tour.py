@@ -129,7 +129,7 @@ class Tour:
         assert self.service.asked(method)[-1].raw == expected, self.service.asked(method)[-1].raw
 
     def look(self, name):
-        self.screen.look(PICTURES / f"{self.number:02}-{name}.png")
+        self.screen.look().save(PICTURES / f"{self.number:02}-{name}.png")
 
 
 def main():
