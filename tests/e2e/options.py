@@ -5,9 +5,5 @@ from service import PICTURES
 
 def add_options(parser):
     parser.add_argument("--pictures", default=PICTURES, metavar="DIR", help="default: %(default)s")
-    parser.add_argument("--size", type=size, default=(1280, 1024), metavar="WxH", help="of the desktop")
-
-
-def size(text):
-    width, height = map(int, text.split("x"))
-    return width, height
+    size = {"type": lambda text: tuple(map(int, text.split("x"))), "default": (1280, 1024), "metavar": "WxH"}
+    parser.add_argument("--size", **size, help="of the desktop")

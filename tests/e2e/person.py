@@ -51,13 +51,13 @@ class Person:
         x, y, width, height = (round(length * self.desktop.dpi / 96) for length in forms.place(name, control))
         return left + x, top + y, width, height
 
-    def field(self, name, control, even_hidden=False):
+    def field(self, name, control):
         """The control's own window, for the kinds of controls that are the system's: text boxes, combos, buttons."""
-        window = self.find(name, even_hidden) or self.window(name)
+        window = self.window(name)
         left, top, _, _ = self.place(name, control, window)
         for child in self.probe.children(window):
             near = abs(child.place[0] - left) <= SLACK and abs(child.place[1] - top) <= SLACK
-            if near and (child.visible or even_hidden):
+            if near and child.visible:
                 return child
         raise LookupError(f"{control} of {name} has no window at {left},{top}")
 

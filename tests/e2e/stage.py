@@ -8,6 +8,7 @@ from PIL import ImageChops, ImageStat
 import protocol
 from desktop import PROGRAM, Desktop, until
 from person import Person
+from reader import COMBO, UNAVAILABLE
 from registry import LOGIN, Registry, text
 from service import PASSWORD, USER, Service, decoded
 
@@ -89,10 +90,13 @@ class Stage:
 
     def galleries_arrive(self):
         self.service.wait_for("vh.getGalleries")
-        until(lambda: self.gallery().enabled, "the list of galleries")
+        until(self.knows_galleries, "the list of galleries")
 
-    def gallery(self):
-        return self.person.field("frmMain", "cboGallery", even_hidden=True)
+    def knows_galleries(self):
+        """As a screen reader finds it, since a window that was never shown has no fields to look at."""
+        window = self.person.find("frmMain", even_hidden=True)
+        heard = self.probe.ask("read", window.handle) if window else []
+        return any(each["role"] == COMBO and not each["state"] & UNAVAILABLE for each in heard)
 
     def account(self):
         return self.registry.settings(ACCOUNT)

@@ -107,7 +107,7 @@ def test_the_program_moves_itself_to_the_next_version_whatever_its_folders_are_c
     person.choose_from_tray("mnuForce")
     person.answer(person.box("Auto-Update Starting"), "OK")
     service.wait_for("vh.getGalleries", 2)
-    until(lambda: not (stage.folder / NEXT).exists() and stage.gallery().enabled, "the updater's end, and a new start")
+    until(lambda: not (stage.folder / NEXT).exists() and stage.knows_galleries(), "the updater's end, and a new start")
     person.choose_from_tray("mnuForce")
     stage.rotation()
     versions = [request.raw.split(b"&")[-1] for request in service.asked("vh.wallpapers.favorites")]
