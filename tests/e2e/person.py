@@ -95,9 +95,6 @@ class Person:
     def mouse(self, x, y, button="left", times=1):
         self.xdotool("mousemove", x, y, "sleep", "0.05", "click", "--repeat", times, "--delay", 60, BUTTONS[button])
 
-    def point(self, x, y):
-        self.xdotool("mousemove", x, y)
-
     def drag(self, start, end):
         half = [(one + other) // 2 for one, other in zip(start, end)]
         steps = [word for spot in (half, end) for word in ("mousemove", *spot, "sleep", "0.1")]

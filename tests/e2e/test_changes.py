@@ -34,7 +34,7 @@ def test_an_outage_is_ridden_out_in_the_tray_and_rotations_go_on_unseen(stage):
     seen, spots = set(), itertools.cycle((300, 301))
 
     def first_wallpaper():
-        person.point(next(spots), 300)  # or the program would hold its rotation
+        person.xdotool("mousemove", next(spots), 300)  # or the program would hold its rotation
         seen.update(person.of_program())
         return service.asked("image")
 

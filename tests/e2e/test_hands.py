@@ -124,7 +124,7 @@ def test_the_tray_beside_what_asks_and_what_works(stage):
     def choose(key):
         """By its letter, in the menu, which has the keyboard as the program has a window on the screen."""
         person.tray_menu()
-        person.point(10, 10)  # or the pointer would choose
+        person.xdotool("mousemove", 10, 10)  # or the pointer would choose
         person.press(key)
         person.menu_is_gone()
 

@@ -92,7 +92,7 @@ def test_the_windows(stage, dpi, contrast):
         album = Album(stage, contrast)
         stage.start()
         person.window("frmLogin")
-        person.point(5, 5)
+        person.xdotool("mousemove", 5, 5)
         album.form("frmLogin")
         stage.log_in()
         person.window("frmQuickStart")
