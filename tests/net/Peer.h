@@ -80,7 +80,7 @@ public:
     }
 
     void awaitInput() const {
-        if (!hasInput(5)) throw std::runtime_error("the peer waits for something that does not come");
+        if (!hasInput(30)) throw std::runtime_error("the peer waits for something that does not come");
     }
 
 protected:
@@ -167,28 +167,5 @@ inline Connection call(std::uint16_t port) {
         throw std::runtime_error("the peer cannot connect");
     return Connection(handle);
 }
-
-/// A UDP socket on the loopback address.
-class Datagrams : public Socket {
-public:
-    Datagrams() : Socket(::socket(AF_INET, SOCK_DGRAM, 0)) {
-        const sockaddr_in address = loopback(0);
-        ::bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    }
-
-    void sendTo(std::int32_t port, const std::string& bytes) const {
-        const sockaddr_in address = loopback(static_cast<std::uint16_t>(port));
-        ::sendto(handle, bytes.data(), static_cast<int>(bytes.size()), 0, reinterpret_cast<const sockaddr*>(&address),
-                 sizeof address);
-    }
-
-    std::string receive() const {
-        awaitInput();
-        std::string bytes(65536, '\0');
-        const auto taken = ::recv(handle, bytes.data(), static_cast<int>(bytes.size()), 0);
-        bytes.resize(taken > 0 ? static_cast<std::size_t>(taken) : 0);
-        return bytes;
-    }
-};
 
 } // namespace peers

@@ -2,212 +2,269 @@
 #include "Peer.h"
 #include "net/CDownload.h"
 #include "platform/Files.h"
-#include "platform/headless/Loop.h"
 #include "platform/headless/State.h"
 
-/// Each scenario with its first, second, third... platform call failing, until it has no more calls: nothing may leak
-/// or crash, every object must be in a state that it can be in, and must work again after CloseSck.
+using testing::AllOf;
+using testing::AnyOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::SizeIs;
+using testing::StartsWith;
+
+/// Each scenario with its first, second, third... platform call failing, until it has no more calls: what is told and
+/// in which state that leaves the objects. Nothing may leak or crash, and every object works again after CloseSck.
 
 namespace {
 
-constexpr std::int32_t refused = 10055;
-
-/// Waits for what may never come once a call has failed, and must come before.
-bool within(const std::function<bool()>& done) {
-    headless::pumpUntil([&] { return done() || headless::nthNetworkCallFailed(); });
-    return headless::pumpUntil(done, 60);
+std::string replaced(std::string text, const std::string& part, const std::string& by = {}) {
+    for (std::size_t at; (at = text.find(part)) != std::string::npos;) text.replace(at, part.size(), by);
+    return text;
 }
+
+/// Which calls are counted, and the failure that is planted: for the network the error of the interface.
+struct Calls {
+    void (*failNth)(std::size_t n, std::int32_t number);
+    bool (*hasFailed)();
+    std::int32_t number;
+};
+constexpr Calls networkCalls{headless::failNthNetworkCall, headless::nthNetworkCallFailed, 10055};
+constexpr Calls fileCalls{headless::failNthFileCall, headless::nthFileCallFailed, 61};
 
 class EveryCall : public NetTest {
 protected:
-    bool aCloseFailed() const {
-        return std::ranges::any_of(
-            escaped, [](const RunTimeError& error) { return error.Source == L"CSocketMaster.DestroySocket"; });
-    }
+    std::vector<std::string> log; // of the scenario that is running
 
-    /// Runs the scenario, which answers whether it came to its good end, until no call of it fails any more.
-    void loop(const std::function<bool()>& scenario) {
-        for (std::size_t n = 1;; ++n) {
+    /// What came of the scenario with each of its calls failing: its log, with what escaped.
+    std::vector<std::string> outcomes(
+        const Calls& calls, const std::function<void()>& scenario, const std::function<void()>& prepare = [] {}) {
+        std::vector<std::string> all;
+        for (std::size_t n = 1; n < 100; ++n) {
             SCOPED_TRACE("call " + std::to_string(n));
-            ASSERT_LT(n, 200u);
-            headless::reset();
-            headless::resetNetwork();
-            escaped.clear();
-            platform::setEscapeHandler([this](std::exception_ptr error) {
-                try {
-                    std::rethrow_exception(error);
-                } catch (const RunTimeError& caught) {
-                    EXPECT_EQ(caught.Number, refused);
-                    escaped.push_back(caught);
-                }
-            });
-            headless::failNthNetworkCall(n, refused);
-            bool good = false;
-            try {
-                good = scenario();
-            } catch (const RunTimeError& error) {
-                EXPECT_EQ(error.Source, L"modSocketMaster.InitiateProcesses") << "others are caught where they arise";
-            }
-            const bool failed = headless::nthNetworkCallFailed();
-            if (n == 1) { // the library has not started, and is not started again
-                EXPECT_EQ(InstanceCount, 1);
-                InstanceCount = 0;
-                ProcessesInitiated = false;
-                continue;
-            }
-            EXPECT_EQ(InstanceCount, 0);
-            EXPECT_EQ(MessageWindow, 0u);
-            EXPECT_FALSE(AcceptRegistry);
-            if (!aCloseFailed()) {
-                EXPECT_EQ(headless::openSockets(), 0u);
-            }
-            ProcessesInitiated = false; // true still if the end of the library failed
-            if (!failed) {
-                EXPECT_TRUE(good);
-                EXPECT_GT(n, 8u) << "the scenario hardly does anything";
-                return;
-            }
+            testDesktop::reset();
+            begin();
+            log.clear();
+            prepare();
+            calls.failNth(n, calls.number);
+            if (const std::string raised = raisedBy(scenario); !raised.empty()) log.push_back("raised " + raised);
+            if (InstanceCount == 1) forgetFailedStart();
+            if (!calls.hasFailed()) return all;
+            if (!escaped.empty() && escaped.back().ends_with("DestroySocket"))
+                headless::resetNetwork();    // it is open yet
+            CSocketMaster::create().reset(); // a library that did not end with its last object ends with the next one
+            EXPECT_FALSE(ProcessesInitiated);
+            expectNothingLeft();
+            for (const std::string& error : escaped) log.push_back("escaped " + error);
+            std::string outcome;
+            for (const std::string& line : log) outcome += (outcome.empty() ? "" : ", ") + line;
+            all.push_back(replaced(replaced(outcome, "10055 No buffer space available. "), "CSocketMaster."));
         }
+        return all;
     }
 
-    /// An operation whose failure is raised.
-    static void attempt(const std::function<void()>& operation) {
-        const RunTimeError error = failureOf(operation);
-        const bool translated = error.Number == 7 || error.Number == 40014; // no memory, no address
-        EXPECT_TRUE(error.Number == 0 || error.Number == refused || translated) << error.Number;
+    /// The object that was refused counts, and the start is not tried again.
+    static void forgetFailedStart() {
+        Watched other;
+        other->Connect(L"127.0.0.1", 80);
+        EXPECT_THAT(other.events, ElementsAre("Error 10093 Successful WSAStartup not yet performed. "
+                                              "CSocketMaster.SocketExists"));
+        --InstanceCount;
+        ProcessesInitiated = false;
     }
 
-    static void expectUsable(Watched& watched) {
-        const std::int32_t state = watched->State();
-        EXPECT_NE(state, StateConnectionPending);
-        EXPECT_NE(state, StateOpen);
-        EXPECT_TRUE(state == StateClosed || state == StateError || watched->SocketHandle() != -1) << state;
-        attempt([&] { watched->CloseSck(); });
-        if (watched->State() == StateError && watched->SocketHandle() != -1) attempt([&] { watched->CloseSck(); });
-        if (watched->State() == StateError) return; // it never had a socket
-        EXPECT_EQ(watched->State(), StateClosed);
+    void attempt(const std::function<void()>& operation) {
+        if (const std::string raised = raisedBy(operation); !raised.empty()) log.push_back("raised " + raised);
+    }
+
+    void logErrorsOf(Watched& watched) {
+        watched->on.Error = [this](std::int16_t Number, std::wstring& Description, std::int32_t,
+                                   const std::wstring& Source, const std::wstring&, std::int32_t,
+                                   bool&) { log.push_back("told " + told(RunTimeError(Number, Source, Description))); };
+    }
+
+    void logState(const Watched& watched) {
+        constexpr const char* names[] = {"closed",   "open",       "listening", "pending", "resolving",
+                                         "resolved", "connecting", "connected", "closing", "error"};
+        log.push_back(names[watched->State()]);
+    }
+
+    static void expectUsable(const Watched& watched) {
         if (!headless::nthNetworkCallFailed()) return; // the failure is still to come
+        watched->on = {};
+        watched->CloseSck();
+        if (watched->State() == StateError) {
+            EXPECT_EQ(watched->SocketHandle(), -1) << "only without a socket nothing leads out";
+            return;
+        }
         peers::Server server;
-        watched.events.clear();
+        watched->Protocol(ProtocolTCP);
         watched->Connect(L"127.0.0.1", server.port());
-        EXPECT_TRUE(watched.hears("Connect"));
-    }
-
-    static bool connected(Watched& client, const std::wstring& host, const peers::Server& server) {
-        attempt([&] { client->Connect(host, server.port()); });
-        return within([&] { return client->State() == StateConnected; });
+        EXPECT_TRUE(watched.reaches(StateConnected));
     }
 };
 
-TEST_F(EveryCall, ConnectsByNameAndByAddress) {
-    for (const std::wstring host : {L"localhost", L"127.0.0.1"}) {
-        loop([&] {
-            peers::Server server;
-            Watched client;
-            const bool good = connected(client, host, server);
-            expectUsable(client);
-            return good;
-        });
-    }
-}
-
-TEST_F(EveryCall, SendsThreeChunksAndReceives) {
-    loop([&] {
+TEST_F(EveryCall, OfAClientThatConnectsByNameAndTalks) {
+    const auto all = outcomes(networkCalls, [&] {
         peers::Server server;
         Watched client;
-        bool good = connected(client, L"127.0.0.1", server);
-        if (good) {
-            const auto peer = server.accept();
-            const std::string data(40'000, 'x');
-            attempt([&] { client->SendData(data); });
-            good = client->State() == StateConnected && peer.receive(data.size()) == data;
+        logErrorsOf(client);
+        client->on.Connect = [&] { attempt([&] { client->SendData(L"hello"); }); };
+        attempt([&] { client->Connect(L"localhost", server.port()); });
+        std::optional<peers::Connection> peer;
+        EXPECT_TRUE(testDesktop::pumpUntil([&] {
+            if (!peer && server.hasInput()) {
+                peer.emplace(server.accept());
+                peer->send("answer");
+            }
+            return !log.empty() || client->BytesReceived() == 6;
+        }));
+        if (log.empty()) {
+            EXPECT_EQ(peer->receive(5), "hello");
+            attempt([&] { client->CloseSck(); });
         }
+        logState(client);
         expectUsable(client);
-        return good;
     });
-    loop([&] {
-        peers::Server server;
-        Watched client;
-        bool good = connected(client, L"127.0.0.1", server);
-        if (good) {
-            auto peer = server.accept();
-            peer.send("hello");
-            peer.close();
-            good = within([&] { return client->State() == StateClosing; }) && client->BytesReceived() == 5;
-        }
-        expectUsable(client);
-        return good;
-    });
+    EXPECT_THAT(all, ElementsAre("raised modSocketMaster.InitiateProcesses", "told SocketExists, error",
+                                 "raised ProcessOptions, closed", "raised ProcessOptions, closed",
+                                 "raised modSocketMaster.RegisterSocket, closed",
+                                 "raised 7 Out of memory ResolveIfHostname, error",
+                                 "raised 7 Out of memory ResolveIfHostname, error", "told ResolveIfHostname, error",
+                                 "told ConnectToIP, error", "told GetLocalHostName, resolved",
+                                 "told GetLocalIP, resolved", "told BindInternal, resolved",
+                                 "told BindInternal, resolved", "told ConnectToIP, error", "told PostSocket, error",
+                                 "closed", "told SendBufferedData, error", "told RecvDataToBuffer, error",
+                                 "raised DestroySocket, error", "closed, escaped modSocketMaster.FinalizeProcesses"));
 }
 
-TEST_F(EveryCall, Accepts) {
-    loop([&] {
+TEST_F(EveryCall, OfAListenerAndItsClaimant) {
+    const auto all = outcomes(networkCalls, [&] {
         Watched listener;
         Watched claimant;
-        bool good = false;
+        std::optional<peers::Connection> caller;
+        logErrorsOf(listener);
+        logErrorsOf(claimant);
         listener->on.ConnectionRequest = [&](std::int32_t id) { attempt([&] { claimant->Accept(id); }); };
         attempt([&] { listener->Bind(0, L"127.0.0.1"); });
-        attempt([&] {
-            if (listener->State() == StateOpen) listener->Listen();
-        });
-        if (listener->State() == StateListening) {
-            const auto caller = peers::call(static_cast<std::uint16_t>(listener->LocalPort()));
-            caller.send("hello");
-            good = within([&] { return claimant->State() == StateConnected && claimant->BytesReceived() == 5; });
+        if (log.empty()) attempt([&] { listener->Listen(); });
+        if (log.empty()) {
+            caller.emplace(peers::call(static_cast<std::uint16_t>(listener->LocalPort())));
+            caller->send("hello");
         }
-        if (listener->State() == StateOpen) attempt([&] { listener->CloseSck(); });
+        EXPECT_TRUE(testDesktop::pumpUntil([&] { return !log.empty() || claimant->BytesReceived() == 5; }));
+        if (log.empty()) attempt([&] { listener->CloseSck(); });
+        if (log.empty()) attempt([&] { claimant->CloseSck(); });
+        logState(listener);
+        logState(claimant);
         expectUsable(listener);
         expectUsable(claimant);
-        return good;
+        if (caller && headless::nthNetworkCallFailed()) {
+            EXPECT_EQ(caller->receive(1), "") << "the call is over";
+        }
     });
+    EXPECT_THAT(all, ElementsAre("raised modSocketMaster.InitiateProcesses", "told SocketExists, error, closed",
+                                 "raised ProcessOptions, closed, closed", "raised ProcessOptions, closed, closed",
+                                 "raised modSocketMaster.RegisterSocket, closed, closed",
+                                 "raised BindInternal, closed, closed", "raised BindInternal, closed, closed",
+                                 "raised Listen, open, closed", "told PostSocket, listening, closed",
+                                 "told ProcessOptions, listening, closed", "told ProcessOptions, listening, closed",
+                                 "closed, closed", "raised ProcessOptions, listening, closed",
+                                 "raised ProcessOptions, listening, closed", "raised Accept, listening, closed",
+                                 "closed, closed", "told RecvDataToBuffer, listening, error",
+                                 "raised DestroySocket, error, connected", "raised DestroySocket, closed, error",
+                                 "closed, closed, escaped modSocketMaster.FinalizeProcesses"));
 }
 
-TEST_F(EveryCall, DownloadsWithARedirect) {
+TEST_F(EveryCall, OfADatagramToItself) {
+    const auto all = outcomes(networkCalls, [&] {
+        Watched socket;
+        bool arrived = false;
+        logErrorsOf(socket);
+        socket->Protocol(ProtocolUDP);
+        socket->RemoteHost(L"localhost");
+        socket->on.DataArrival = [&](std::int32_t) {
+            arrived = true;
+            Value data;
+            attempt([&] { socket->GetData(data); });
+            if (data != Value(std::string("ping"))) log.push_back("nothing fetched");
+        };
+        attempt([&] { socket->Bind(); });
+        socket->RemotePort(socket->LocalPort());
+        if (log.empty()) attempt([&] { socket->SendData(L"ping"); });
+        if (log.empty()) {
+            EXPECT_TRUE(testDesktop::pumpUntil([&] {
+                if (!arrived && headless::nthNetworkCallFailed()) socket->SendData(L"ping"); // the first may be lost
+                return arrived;
+            }));
+        }
+        logState(socket);
+        expectUsable(socket);
+    });
+    EXPECT_THAT(all, ElementsAre("raised modSocketMaster.InitiateProcesses", "raised GetLocalHostName, closed",
+                                 "raised GetLocalIP, closed", "told SocketExists, error", "open",
+                                 "raised ProcessOptions, closed", "raised modSocketMaster.RegisterSocket, closed",
+                                 "raised BindInternal, closed", "raised BindInternal, closed",
+                                 "raised 40014 Invalid argument SendBufferedDataUDP, open",
+                                 "told SendBufferedDataUDP, error", "open", "nothing fetched, open",
+                                 "nothing fetched, open", "raised RecvData, nothing fetched, open", "open",
+                                 "open, escaped DestroySocket", "open, escaped modSocketMaster.FinalizeProcesses"));
+}
+
+/// A download that is sent elsewhere and replaces an old file: it has one end, and the next one works.
+class EveryCallOfADownload : public EveryCall {
+protected:
     const std::wstring file = testDesktop::scratchFolder() + L"\\file";
-    loop([&] {
-        std::filesystem::create_directories(headless::mapFolder(testDesktop::scratchFolder()));
-        peers::Server server;
-        headless::redirectPort(80, server.port());
-        CDownload download;
-        int ends = 0;
-        bool good = false;
-        download.on.Error = [&](std::int16_t Number, std::wstring&) {
-            EXPECT_TRUE(Number == refused || Number == 7) << Number;
-            ++ends;
-        };
-        download.on.Completed = [&] {
-            good = true;
-            ++ends;
-        };
-        const auto serve = [&](const std::string& answer) {
-            if (!headless::pumpUntil([&] { return server.hasInput() || ends > 0; }) || ends > 0) return;
-            auto peer = server.accept();
-            if (!headless::pumpUntil([&] { return peer.hasInput() || ends > 0; }) || ends > 0) return;
-            peer.receiveRequest();
-            peer.send(answer);
-        };
-        const auto run = [&] {
-            serve("HTTP/1.0 302 Found\r\nLocation: http://localhost/there\r\n\r\n");
-            serve("HTTP/1.0 200 OK\r\n\r\nhello");
-            headless::pumpUntil([&] { return ends > 0; });
+
+    void putOldFile() const {
+        testDesktop::putFile(file, "old");
+        platform::setFileAttributes(file, platform::attributes::readOnly);
+    }
+
+    std::string endOf(CDownload& download, const peers::Server& server) {
+        std::vector<std::string> ends;
+        download.on.Completed = [&] { ends.push_back("Completed"); };
+        download.on.Error = [&](std::int16_t Number, std::wstring& Description) {
+            ends.push_back(RunTimeError(Number, L"", Description).what());
         };
         download.Download(L"http://localhost/here", file);
-        run();
-        EXPECT_EQ(ends, 1);
-        EXPECT_EQ(good, good && platform::readWholeFile(file) == "hello");
-        const bool first = good;
-        download.Cancel();
-        const bool libraryStarted = InstanceCount == 0;
-        if (headless::nthNetworkCallFailed() && libraryStarted) {
-            ends = 0;
-            good = false;
-            download.Download(L"http://localhost/again", file);
-            run();
-            EXPECT_TRUE(good) << "the next one works";
-        }
-        download.Cancel();
-        return first;
-    });
+        std::optional<peers::Connection> peer;
+        EXPECT_TRUE(testDesktop::pumpUntil([&] {
+            if (!peer && server.hasInput()) peer.emplace(server.accept());
+            if (!peer || !peer->hasInput()) return !ends.empty();
+            const std::string request = peer->receiveRequest(); // "" from one that has been given up
+            if (request.starts_with("GET /here"))
+                peer->send("HTTP/1.0 302 Found\r\nLocation: http://localhost/there\r\n\r\nmoved");
+            else if (!request.empty())
+                peer->send("HTTP/1.0 200 OK\r\n\r\nhello");
+            peer.reset();
+            return !ends.empty();
+        }));
+        EXPECT_EQ(ends.size(), 1u);
+        return ends.empty() ? "" : ends.front();
+    }
+
+    std::vector<std::string> ends(const Calls& calls) {
+        const auto scenario = [&] {
+            peers::Server server;
+            headless::redirectPort(80, server.port());
+            CDownload download;
+            log.push_back(endOf(download, server));
+            if (!calls.hasFailed() || InstanceCount == 1) return;
+            const std::string content = platform::fileAttributes(file) ? platform::readWholeFile(file) : "";
+            EXPECT_TRUE(content == "old" || std::string("hello").starts_with(content)) << content;
+            EXPECT_EQ(endOf(download, server), "Completed");
+            EXPECT_EQ(platform::readWholeFile(file), "hello");
+            EXPECT_EQ(platform::openBinary(file), 1) << "no file stays open";
+        };
+        return outcomes(calls, scenario, [&] { putOldFile(); });
+    }
+};
+
+TEST_F(EveryCallOfADownload, OfTheNetworkAndOfItsFile) {
+    const auto all = ends(networkCalls);
+    EXPECT_THAT(
+        all, Each(AnyOf(StartsWith("10055 No buffer space available."), "7 Out of memory", StartsWith("Completed"))));
+    EXPECT_GT(all.size(), 30u) << "it hardly does anything";
+    EXPECT_THAT(ends(fileCalls), AllOf(SizeIs(8), Each("61 Disk full")));
 }
 
 } // namespace
