@@ -2,31 +2,11 @@
 
 #include "platform/Desktop.h"
 #include "platform/Files.h"
-#include "platform/Pictures.h"
 #include "platform/Process.h"
 #include "platform/Shell.h"
 #include "support/TestDesktop.h"
 
 using namespace platform;
-
-namespace {
-
-TEST(Desktop, ScreenWorkAreaAndCursorAgree) {
-    const Size screen = screenSize();
-    const Rect area = workArea();
-    const auto cursor = cursorPosition();
-    ASSERT_TRUE(cursor);
-    EXPECT_GT(screen.width, 0);
-    EXPECT_GT(screen.height, 0);
-    EXPECT_GE(screenDpi(), 96);
-    EXPECT_GE(area.left, 0);
-    EXPECT_GE(area.top, 0);
-    EXPECT_GT(area.right - area.left, screen.width / 2);
-    EXPECT_GT(area.bottom - area.top, screen.height / 2);
-    EXPECT_LE(area.right, screen.width);
-    EXPECT_LE(area.bottom, screen.height);
-    EXPECT_TRUE(cursor == cursorPosition());
-}
 
 TEST(Desktop, AWallpaperIsSet) {
     const std::wstring path = testDesktop::scratchFolder() + L"\\\x6D77\x306E\x58C1.bmp"; // in no ANSI code page
@@ -43,5 +23,3 @@ TEST(Shell, TheDataFolderAndTheProgramFolderAreThere) {
         EXPECT_EQ(fileAttributes(folder).value_or(0) & attributes::directory, attributes::directory);
     }
 }
-
-} // namespace
