@@ -1,5 +1,3 @@
-#include "fuzzDownload.h"
-
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -34,7 +32,11 @@ struct Seen {
 
 } // namespace
 
-void fuzzDownload(const std::uint8_t* data, std::size_t size) {
+/// Feeds CDownload an answer in pieces of any size, and compares what it does with what the bytes as a whole ask for.
+/// Aborts on a difference.
+///
+/// The input: a first byte whose lowest bit says whether redirects are followed, then pieces as Fuzz.h tells.
+inline void fuzzDownload(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return;
     headless::reset();
     headless::resetNetwork();

@@ -1,13 +1,5 @@
-#include "Fuzz.h"
-#include "GuideCloser.h"
-#include "api/CVHAPI.h"
-#include "net/modSocketMaster.h"
+#include "Running.h"
 #include "platform/Registry.h"
-#include "platform/headless/State.h"
-#include "program/Person.h"
-#include "program/Program.h"
-#include "program/Service.h"
-#include "state/modGlobals.h"
 #include "ui/frmMain.h"
 
 namespace {
@@ -25,26 +17,21 @@ constexpr const wchar_t* settingNames[] = {
 ///
 /// The input: pieces as Fuzz.h tells, each a byte that names a setting, one for its kind in the registry, and its data.
 inline void fuzzSettings(const std::uint8_t* data, std::size_t size) {
-    headless::reset();
-    program::start();
-    const GuideCloser somebody;
-    const std::wstring account = L"Software\\Quillory\\Quillory - alice\\";
-    for (const std::string& piece : piecesOf(data, size)) {
-        if (piece.size() < 2) continue;
-        const auto name = settingNames[static_cast<unsigned char>(piece[0]) % std::size(settingNames)];
-        platform::setRegistryValue(platform::hkeyCurrentUser, account, name, static_cast<unsigned char>(piece[1]) % 4,
-                                   piece.substr(2));
-    }
-    {
-        Service site;
+    withProgram([&](Service& site) {
+        const std::wstring account = L"Software\\Quillory\\Quillory - alice\\";
+        for (const std::string& piece : piecesOf(data, size)) {
+            if (piece.size() < 2) continue;
+            const auto name = settingNames[static_cast<unsigned char>(piece[0]) % std::size(settingNames)];
+            platform::setRegistryValue(platform::hkeyCurrentUser, account, name,
+                                       static_cast<unsigned char>(piece[1]) % 4, piece.substr(2));
+        }
         const auto logIn = [&] {
             gAPI->apiUsername = L"alice";
             gAPI->apiPasswordHash = L"3ab8d589b5e2c77ade96614f29ef4cc6";
             gAPI->apiSilent = true;
             const std::size_t before = site.requests.size();
             gAPI->APILogin();
-            headless::pumpUntil([&] { return site.requests.size() > before && site.hasSentAll(); }, 500);
-            headless::pumpUntil([] { return false; }, 1);
+            finish(site, before);
         };
         logIn();
         for (int i = 0; i < 120; ++i) frmMain->tmrMain.Timer();
@@ -53,14 +40,11 @@ inline void fuzzSettings(const std::uint8_t* data, std::size_t size) {
         headless::pumpUntil([&] { return frmMain->Enabled && site.hasSentAll(); }, 100);
 
         headless::registry().clear();
-        gAPI = std::make_unique<CVHAPI>();
-        galleries.clear();
+        renewClient();
         logIn();
-        require(headless::pumpUntil([] { return galleries.size() == 2; }, 2000));
+        require(headless::pumpUntil([] { return galleries.size() == 2; }));
         require(changeInterval == 3 * 60 * 60);
-    }
-    program::forget();
-    require(InstanceCount == 0);
+    });
 }
 
 FUZZ_TARGET(fuzzSettings)

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "platform/Input.h"
 #include "platform/Toolkit.h"
 #include "platform/win32/Handles.h"
+#include "support/TestDesktop.h"
 
 inline FormDesign designOf(const wchar_t* name) {
     return {.name = name, .caption = name, .width = 300, .height = 200, .startUp = StartUp::manual};
@@ -34,6 +36,27 @@ struct Window : Form {
     Window() : Form(designOf(L"toolkitTest")) {}
 };
 
+/// What a window paints.
+class Canvas {
+public:
+    Canvas(int width, int height) {
+        const HDC screen = GetDC(nullptr);
+        bitmap = CreateCompatibleBitmap(screen, width, height);
+        ReleaseDC(nullptr, screen);
+        SelectObject(dc, bitmap);
+    }
+    ~Canvas() {
+        DeleteDC(dc);
+        DeleteObject(bitmap);
+    }
+    void print(HWND window) const { SendMessageW(window, WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), PRF_CLIENT); }
+    COLORREF at(int x, int y) const { return GetPixel(dc, x, y); }
+
+private:
+    const HDC dc = CreateCompatibleDC(nullptr);
+    HBITMAP bitmap;
+};
+
 /// Plays the person, by the messages that the system sends for one.
 class Win32Toolkit : public testing::Test {
 protected:
@@ -46,11 +69,11 @@ protected:
     static HWND windowOf(const Form& of) { return platform::win32::toHwnd(of.hWnd()); }
     HWND window() { return windowOf(*form); }
 
+    static int pixels(double design) { return static_cast<int>(design * platform::screenDpi() / 96); }
+
     /// The native control whose middle is that of the control.
     HWND native(const Control& control) {
-        const double scale = platform::screenDpi() / 96.0;
-        const POINT middle{static_cast<LONG>((control.Left + control.Width / 2) * scale),
-                           static_cast<LONG>((control.Top + control.Height / 2) * scale)};
+        const POINT middle{pixels(control.Left + control.Width / 2), pixels(control.Top + control.Height / 2)};
         const HWND child = ChildWindowFromPoint(window(), middle);
         return child == window() ? nullptr : child;
     }
@@ -68,11 +91,30 @@ protected:
         PostMessageW(GetFocus(), WM_KEYUP, key, scan | 0xC0000001);
         platform::pumpMessages();
     }
-    static void click(HWND at) {
-        SendMessageW(at, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
-        platform::pumpMessages();
-        SendMessageW(at, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
-        platform::pumpMessages();
+    static void click(HWND at, UINT press = WM_LBUTTONDOWN) {
+        for (const UINT message : {press, UINT{WM_LBUTTONUP}}) {
+            SendMessageW(at, message, MK_LBUTTON, MAKELPARAM(5, 5));
+            platform::pumpMessages();
+        }
+    }
+    static void sendToPicture(const Form& to, UINT message) {
+        SendMessageW(windowOf(to), message, 0, MAKELPARAM(pixels(20), pixels(110)));
+    }
+
+    /// Acts once, as soon as the box stands.
+    std::unique_ptr<TimerControl> whileAsked(std::function<void(HWND box)> act) {
+        testDesktop::answerBoxes({0});
+        auto timer = std::make_unique<TimerControl>(*form, 30, true);
+        timer->Timer = [act, &enabled = timer->Enabled] {
+            const HWND box = FindWindowW(L"#32770", L"Question");
+            if (!box || !IsWindowVisible(box)) return;
+            enabled = false;
+            act(box);
+        };
+        return timer;
+    }
+    static void press(HWND box, int button) {
+        PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(button), reinterpret_cast<LPARAM>(GetDlgItem(box, button)));
     }
     RECT rect() {
         platform::pumpMessages();

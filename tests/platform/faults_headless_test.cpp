@@ -27,8 +27,7 @@ TEST(Replacement, IsAllOrNothingWhicheverFileCallFails) {
         headless::failNthFileCall(0, 0);
         EXPECT_EQ(raised, failed ? errors::diskFull : 0) << n;
         EXPECT_EQ(readWholeFile(path), raised == 0 ? "new" : "the old content") << n;
-        EXPECT_EQ(fileAttributes(path + L".new").has_value(), raised != 0 && n <= 2)
-            << n;
+        EXPECT_EQ(fileAttributes(path + L".new").has_value(), raised != 0 && n <= 2) << n;
         EXPECT_EQ(openBinary(path + L"2"), 1) << n;
         if (!failed) break;
     } while (n < 20);

@@ -43,14 +43,11 @@ TEST_F(Win32Toolkit, AWindowFollowsItsScreensDensityAndComesBackOntoTheScreen) {
 }
 
 TEST_F(Win32Toolkit, DarkColoursOfTheSystemAreFollowedThereAndBack) {
-    const HDC dc = CreateCompatibleDC(nullptr);
-    const HDC screen = GetDC(nullptr);
-    SelectObject(dc, CreateCompatibleBitmap(screen, 300, 200));
-    ReleaseDC(nullptr, screen);
+    const Canvas canvas(300, 200);
     const auto edgeAndInside = [&] {
         platform::pumpMessages();
-        SendMessageW(window(), WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), 0);
-        return std::array{GetPixel(dc, 0, 0), GetPixel(dc, 5, 5)};
+        canvas.print(window());
+        return std::array{canvas.at(0, 0), canvas.at(5, 5)};
     };
     const auto asDesigned = edgeAndInside();
     const int parts[] = {COLOR_WINDOW, COLOR_WINDOWTEXT};
@@ -60,7 +57,6 @@ TEST_F(Win32Toolkit, DarkColoursOfTheSystemAreFollowedThereAndBack) {
     EXPECT_THAT(edgeAndInside(), ElementsAre(dark[1], dark[0]));
     SetSysColors(2, parts, before);
     EXPECT_EQ(edgeAndInside(), asDesigned);
-    DeleteDC(dc);
 }
 
 std::vector<DWORD> told; // to a screen reader

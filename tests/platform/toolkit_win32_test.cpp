@@ -1,5 +1,5 @@
 #include "platform/Win32Toolkit.h"
-#include "support/TestDesktop.h"
+#include "platform/win32/Loop.h"
 
 using testing::ElementsAre;
 
@@ -23,25 +23,14 @@ TEST_F(Win32Toolkit, AFieldAndItsControlTellEachOther) {
 TEST_F(Win32Toolkit, TheMouseUpOfACheckBoxComesAfterItsValueAndClick) {
     const auto note = [this](const char* event) {
         events.push_back(event + std::to_string(form->check.Value));
-        if (events.size() == 4) form.Unload(); // the button is still in its own procedure
+        if (events.size() == 6) form.Unload(); // the button is still in its own procedure
     };
     form->check.Click = [&] { note("click "); };
     form->check.MouseUp = [&](auto&&...) { note("up "); };
     const HWND button = native(form->check);
-    click(button);
-    click(button);
-    EXPECT_THAT(events, ElementsAre("click 1", "up 1", "click 0", "up 0"));
+    for (const UINT press : {WM_LBUTTONDOWN, WM_LBUTTONDBLCLK, WM_LBUTTONDOWN}) click(button, press);
+    EXPECT_THAT(events, ElementsAre("click 1", "up 1", "click 0", "up 0", "click 1", "up 1"));
     EXPECT_FALSE(IsWindow(button));
-}
-
-TEST_F(Win32Toolkit, TheSecondOfTwoQuickClicksCountsToo) {
-    form->check.Click = [&] { events.push_back("click " + std::to_string(form->check.Value)); };
-    const HWND button = native(form->check);
-    click(button);
-    SendMessageW(button, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(5, 5));
-    SendMessageW(button, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
-    platform::pumpMessages();
-    EXPECT_THAT(events, ElementsAre("click 1", "click 0"));
 }
 
 TEST_F(Win32Toolkit, EveryButtonIsReportedInAnyOrder) {
@@ -51,44 +40,32 @@ TEST_F(Win32Toolkit, EveryButtonIsReportedInAnyOrder) {
     form->picture.MouseDown = note("down ");
     form->picture.MouseUp = note("up ");
     form->picture.Click = [this] { events.push_back("click"); };
-    const auto send = [this](UINT message) {
-        const double scale = platform::screenDpi() / 96.0;
-        SendMessageW(window(), message, 0, MAKELPARAM(static_cast<int>(20 * scale), static_cast<int>(110 * scale)));
-    };
     for (const UINT message :
          {WM_LBUTTONDOWN, WM_RBUTTONDOWN, WM_MBUTTONDOWN, WM_LBUTTONUP, WM_MBUTTONUP, WM_RBUTTONUP})
-        send(message);
+        sendToPicture(*form, message);
     EXPECT_THAT(events, ElementsAre("down 1", "down 2", "down 4", "up 1", "click", "up 4", "up 2"));
     EXPECT_NE(GetCapture(), window());
     events.clear();
-    send(WM_RBUTTONDOWN);
+    sendToPicture(*form, WM_RBUTTONDOWN);
     SetCapture(native(form->text)); // somebody else takes the mouse
-    for (const UINT message : {WM_RBUTTONUP, WM_LBUTTONUP}) send(message);
+    for (const UINT message : {WM_RBUTTONUP, WM_LBUTTONUP}) sendToPicture(*form, message);
     ReleaseCapture();
     EXPECT_THAT(events, ElementsAre("down 2"));
 }
 
 TEST_F(Win32Toolkit, ATextThatIsTooTallIsCutOffAtItsEnd) {
-    const HDC screen = GetDC(nullptr);
-    const HDC dc = CreateCompatibleDC(screen);
-    const double scale = platform::screenDpi() / 96.0;
-    const HBITMAP bitmap = CreateCompatibleBitmap(screen, static_cast<int>(300 * scale), static_cast<int>(200 * scale));
-    const HGDIOBJ former = SelectObject(dc, bitmap);
-    SendMessageW(window(), WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), PRF_CLIENT);
+    const Canvas canvas(pixels(300), pixels(200));
+    canvas.print(window());
     int different = 0;
     int inked = 0;
-    for (int y = static_cast<int>(10 * scale); y < static_cast<int>(49 * scale); ++y)
-        for (int x = 0; x < static_cast<int>(59 * scale); ++x) {
-            const COLORREF top = GetPixel(dc, static_cast<int>(150 * scale) + x, y);
-            different += top != GetPixel(dc, static_cast<int>(220 * scale) + x, y);
-            inked += top != GetPixel(dc, static_cast<int>(150 * scale), static_cast<int>(100 * scale));
+    for (int y = pixels(10); y < pixels(49); ++y)
+        for (int x = 0; x < pixels(59); ++x) {
+            const COLORREF top = canvas.at(pixels(150) + x, y);
+            different += top != canvas.at(pixels(220) + x, y);
+            inked += top != canvas.at(pixels(150), pixels(100));
         }
     EXPECT_GT(inked, 100);
     EXPECT_EQ(different, 0);
-    SelectObject(dc, former);
-    DeleteObject(bitmap);
-    DeleteDC(dc);
-    ReleaseDC(nullptr, screen);
 }
 
 TEST_F(Win32Toolkit, AListIsFilledByWhatTheFocusLeavesBeforeItOpens) {
@@ -163,17 +140,13 @@ TEST_F(Win32Toolkit, TheFocusOfADisabledControlComesBackToIt) {
 }
 
 TEST_F(Win32Toolkit, EdgesAtTheSameSumOfTwipsAreTheSamePixel) {
-    const double bottom = 5000;
-    const RECT first = [&] {
-        form->Top = 1000;
-        form->Height = bottom - form->Top;
-        return rect();
-    }();
-    for (double top = 1000; top <= bottom; top += 333.3) {
+    const auto edgeFrom = [this](double top) {
         form->Top = top;
-        form->Height = bottom - top;
-        EXPECT_EQ(rect().bottom, first.bottom) << top;
-    }
+        form->Height = 5000 - top;
+        return rect().bottom;
+    };
+    const LONG edge = edgeFrom(1000);
+    for (double top = 1000; top <= 5000; top += 333.3) EXPECT_EQ(edgeFrom(top), edge) << top;
     form->Height = 0;
     EXPECT_EQ(rect().bottom, rect().top);
 }
@@ -185,34 +158,25 @@ TEST_F(Win32Toolkit, AModalWindowBlocksItsOwnerUntilItGoes) {
     closing.Timer = [&] {
         events.push_back(IsWindowEnabled(window()) ? "free" : "blocked");
         closing.Enabled = false;
-        const double scale = platform::screenDpi() / 96.0;
-        const auto at = MAKELPARAM(static_cast<int>(20 * scale), static_cast<int>(110 * scale));
-        SendMessageW(windowOf(*modal), WM_LBUTTONDOWN, MK_LBUTTON, at);
-        SendMessageW(windowOf(*modal), WM_LBUTTONUP, 0, at);
+        for (const UINT message : {WM_LBUTTONDOWN, WM_LBUTTONUP}) sendToPicture(*modal, message);
         events.push_back(GetActiveWindow() == window() ? "active" : "lost");
     };
     modal->Show(Modality::modal, &*form);
     EXPECT_TRUE(IsWindowEnabled(window()));
     EXPECT_THAT(events, ElementsAre("blocked", "active"));
-    const HWND owned = windowOf(*modal);
     form.discard();
-    EXPECT_TRUE(IsWindow(owned)); // its own form lives on
+    EXPECT_TRUE(IsWindow(windowOf(*modal))); // its own form lives on
     modal.discard();
 }
 
 TEST_F(Win32Toolkit, ABoxStaysInFrontHearsItsKeysUnderAnyLoopAndGivesTheFocusBack) {
-    testDesktop::answerBoxes({0});
     form->text.SetFocus();
     const auto ask = [this] {
         return platform::messageBox(L"Really?", platform::box::ok, L"Question", [this](std::int32_t button) {
             events.push_back("told " + std::to_string(button));
         });
     };
-    TimerControl meanwhile(*form, 30, true);
-    meanwhile.Timer = [&] {
-        const HWND box = FindWindowW(L"#32770", L"Question");
-        if (!box || !IsWindowVisible(box)) return;
-        meanwhile.Enabled = false;
+    const auto meanwhile = whileAsked([&](HWND box) {
         form->Enabled = false;
         form->Enabled = true;
         events.push_back(IsWindowEnabled(window()) ? "free" : "blocked");
@@ -222,28 +186,22 @@ TEST_F(Win32Toolkit, ABoxStaysInFrontHearsItsKeysUnderAnyLoopAndGivesTheFocusBac
         platform::pumpMessages();
         events.push_back(GetActiveWindow() == box ? "box" : "form");
         events.push_back("again " + std::to_string(ask()));
-        PostMessageW(GetFocus(), WM_KEYDOWN, VK_RETURN, 1);
-        PostMessageW(GetFocus(), WM_KEYUP, VK_RETURN, static_cast<LPARAM>(0xC0000001));
-        platform::pumpMessages();
+        type(VK_RETURN);
         events.push_back(IsWindowEnabled(window()) ? "free" : "blocked"); // its own loop has not returned
         if (IsWindowVisible(box)) SendMessageW(box, WM_COMMAND, IDOK, 0); // or it would stay for ever, unheard
-    };
+    });
     EXPECT_EQ(ask(), 1);
     EXPECT_THAT(events, ElementsAre("blocked", "box", "box", "again 0", "told 1", "free"));
     EXPECT_EQ(GetFocus(), native(form->text));
+    EXPECT_EQ(platform::messageBox(L"text", 13, L"no such buttons"), platform::box::resultOk) << "a box all the same";
 }
 
 TEST_F(Win32Toolkit, ABoxThatIsAnsweredOverABusyWindowLeavesItTheActivationAndNoInput) {
-    testDesktop::answerBoxes({0});
     form->text.SetFocus();
-    TimerControl meanwhile(*form, 30, true);
-    meanwhile.Timer = [&] {
-        const HWND box = FindWindowW(L"#32770", L"Question");
-        if (!box || !IsWindowVisible(box)) return;
-        meanwhile.Enabled = false;
+    const auto meanwhile = whileAsked([&](HWND box) {
         form->Enabled = false;
-        PostMessageW(box, WM_COMMAND, IDOK, reinterpret_cast<LPARAM>(GetDlgItem(box, IDOK)));
-    };
+        press(box, IDOK);
+    });
     platform::messageBox(L"Really?", platform::box::ok, L"Question");
     EXPECT_EQ(GetActiveWindow(), window());
     EXPECT_FALSE(IsWindowEnabled(window()));
@@ -261,25 +219,24 @@ TEST_F(Win32Toolkit, AnOpenMenuAndAnOpenListEndBeforeWhatAsks) {
     EXPECT_EQ(form->combo.Text(), shown) << "what is shown is what is used";
     form->Enabled = true;
 
-    testDesktop::answerBoxes({0});
-    MenuEntry entry{L"Entry", true, true, {}};
-    entry.Click = [this] { events.push_back("chosen"); };
-    bool asked = false;
-    TimerControl meanwhile(*form, 30, true);
-    meanwhile.Timer = [&] {
+    MenuEntry entry{L"Entry", true, true, [this] { events.push_back("chosen"); }};
+    const auto openMenu = [] {
         const HWND menu = FindWindowW(L"#32768", nullptr);
-        const HWND box = FindWindowW(L"#32770", L"Question");
-        if (menu && IsWindowVisible(menu) && !std::exchange(asked, true))
-            platform::messageBox(L"Really?", platform::box::ok, L"Question");
-        if (!box || !IsWindowVisible(box)) return;
-        meanwhile.Enabled = false;
+        return menu && IsWindowVisible(menu);
+    };
+    bool asked = false;
+    TimerControl asking(*form, 30, true);
+    asking.Timer = [&] {
+        if (openMenu() && !std::exchange(asked, true)) platform::messageBox(L"Really?", platform::box::ok, L"Question");
+    };
+    const auto meanwhile = whileAsked([&](HWND box) {
         GUITHREADINFO info{};
         info.cbSize = sizeof info;
         GetGUIThreadInfo(GetCurrentThreadId(), &info);
-        events.push_back(menu ? "menu" : "no menu");
+        events.push_back(openMenu() ? "menu" : "no menu");
         events.push_back(info.flags & GUI_INMENUMODE || info.hwndCapture ? "captured" : "free");
-        PostMessageW(box, WM_COMMAND, IDOK, reinterpret_cast<LPARAM>(GetDlgItem(box, IDOK)));
-    };
+        press(box, IDOK);
+    });
     SetForegroundWindow(window());
     form->PopupMenu({&entry}, nullptr);
     EXPECT_THAT(events, ElementsAre("no menu", "free"));
@@ -307,6 +264,24 @@ TEST_F(Win32Toolkit, ANoticeShownByItsHandleIsSeenAtItsPlaceAloneAndLeavesTheAct
     EXPECT_EQ(now.right - now.left, std::lround(1500 / screen::TwipsPerPixelX()));
     EXPECT_EQ(GetActiveWindow(), window());
     notice.discard();
+}
+
+TEST_F(Win32Toolkit, TheLoopsFilterSeesEachMessageFirst) {
+    std::vector<std::uint32_t> received;
+    const platform::WindowHandle hidden = platform::createHiddenWindow(L"test");
+    platform::hookWindow(hidden, [&](auto to, std::uint32_t message, std::uint32_t wParam, std::int32_t lParam) {
+        if (message == WM_APP) received.push_back(wParam);
+        return platform::callFormerProcedure(to, message, wParam, lParam);
+    });
+    platform::win32::setMessageFilter([](void* message) { return static_cast<const MSG*>(message)->wParam == 1; });
+    for (std::uint32_t i = 0; i < 3; ++i) testDesktop::postMessage(hidden, WM_APP, i, 0);
+    platform::pumpMessages();
+    platform::win32::setMessageFilter(nullptr);
+    testDesktop::postMessage(hidden, WM_APP, 1, 0);
+    platform::pumpMessages();
+    EXPECT_THAT(received, ElementsAre(0, 2, 1));
+    platform::unhookWindow(hidden);
+    platform::destroyHiddenWindow(hidden);
 }
 
 } // namespace
