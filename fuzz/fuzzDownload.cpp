@@ -30,13 +30,11 @@ struct Seen {
     std::string header;
 };
 
-} // namespace
-
 /// Feeds CDownload an answer in pieces of any size, and compares what it does with what the bytes as a whole ask for.
 /// Aborts on a difference.
 ///
 /// The input: a first byte whose lowest bit says whether redirects are followed, then pieces as Fuzz.h tells.
-inline void fuzzDownload(const std::uint8_t* data, std::size_t size) {
+void fuzzDownload(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return;
     headless::reset();
     headless::resetNetwork();
@@ -93,5 +91,7 @@ inline void fuzzDownload(const std::uint8_t* data, std::size_t size) {
     require(seen.bytes == static_cast<std::int64_t>(body.size()));
     require(platform::readWholeFile(file) == body);
 }
+
+} // namespace
 
 FUZZ_TARGET(fuzzDownload)
