@@ -1,5 +1,5 @@
 #include "Running.h"
-#include "core/modMisc.h"
+#include "ui/windows.h"
 
 /// Feeds the API client an answer of the service in pieces of any size, with the whole program behind it. Whatever
 /// comes, nothing may escape from a handler, no object may stay behind, and a genuine answer on a new connection of a

@@ -273,38 +273,4 @@ TEST_F(SocketObject, AnOwnerMayHaveTheFailureShown) {
                 ElementsAre(testDesktop::ShownBox{L"Connection refused. Sorry!", L"CSocketMaster.PostSocket", 0}));
 }
 
-TEST_F(SocketObject, AHandlerMayDropTheObjectThatRaisedTheEvent) {
-    using Events = CSocketMaster::Events;
-    peers::Server server;
-    const std::vector<std::function<void(Events&, std::function<void()>)>> steps{
-        [](Events& on, auto drop) { on.Connect = drop; },
-        [](Events& on, auto drop) { on.DataArrival = [drop](auto) { drop(); }; },
-        [](Events& on, auto drop) { on.CloseSck = drop; },
-        [](Events& on, auto drop) { on.SendProgress = [drop](auto, auto) { drop(); }; },
-        [](Events& on, auto drop) { on.SendComplete = drop; },
-        [](Events& on, auto drop) { on.Error = [drop](auto&&...) { drop(); }; }};
-    for (const auto& dropIn : steps) {
-        SCOPED_TRACE(&dropIn - steps.data());
-        auto socket = CSocketMaster::create();
-        socket->on.Connect = [&] {
-            CSocketMaster& talker = *socket;
-            talker.SendData(L"hello"); // drops it, in two cases
-        };
-        dropIn(socket->on, [&] { socket.reset(); });
-        const bool hearsErrors = socket->on.Error != nullptr;
-        socket->Connect(L"127.0.0.1", server.port());
-        auto peer = server.accept();
-        EXPECT_TRUE(testDesktop::pumpUntil([&] { return !socket || socket->State() == StateConnected; }));
-        if (socket) {
-            EXPECT_EQ(peer.receive(5), "hello");
-            peer.send("answer");
-        }
-        peer.close();
-        if (hearsErrors) socket->WndProc(MessageWindow, SocketMessage, 0, events::close | 10054 << 16);
-        EXPECT_TRUE(testDesktop::pumpUntil([&] { return !socket; }));
-        EXPECT_EQ(InstanceCount, 0);
-    }
-    EXPECT_THAT(escaped, IsEmpty());
-}
-
 } // namespace

@@ -1,5 +1,4 @@
 #include "platform/Win32Toolkit.h"
-#include "platform/win32/Loop.h"
 
 using testing::ElementsAre;
 
@@ -242,14 +241,6 @@ TEST_F(Win32Toolkit, AnOpenMenuAndAnOpenListEndBeforeWhatAsks) {
     EXPECT_THAT(events, ElementsAre("no menu", "free"));
 }
 
-TEST_F(Win32Toolkit, TheShellsMessageAboutTheTrayIconIsAMouseMove) {
-    double seen = 0;
-    form->MouseMove = [&](std::int16_t, std::int16_t, double X, double) { seen = X; };
-    PostMessageW(window(), WM_MOUSEMOVE, 1, WM_RBUTTONUP);
-    platform::pumpMessages();
-    EXPECT_DOUBLE_EQ(seen / screen::TwipsPerPixelX(), WM_RBUTTONUP);
-}
-
 TEST_F(Win32Toolkit, ANoticeShownByItsHandleIsSeenAtItsPlaceAloneAndLeavesTheActivation) {
     AutoForm<Notice> notice;
     notice.Load();
@@ -264,24 +255,6 @@ TEST_F(Win32Toolkit, ANoticeShownByItsHandleIsSeenAtItsPlaceAloneAndLeavesTheAct
     EXPECT_EQ(now.right - now.left, std::lround(1500 / screen::TwipsPerPixelX()));
     EXPECT_EQ(GetActiveWindow(), window());
     notice.discard();
-}
-
-TEST_F(Win32Toolkit, TheLoopsFilterSeesEachMessageFirst) {
-    std::vector<std::uint32_t> received;
-    const platform::WindowHandle hidden = platform::createHiddenWindow(L"test");
-    platform::hookWindow(hidden, [&](auto to, std::uint32_t message, std::uint32_t wParam, std::int32_t lParam) {
-        if (message == WM_APP) received.push_back(wParam);
-        return platform::callFormerProcedure(to, message, wParam, lParam);
-    });
-    platform::win32::setMessageFilter([](void* message) { return static_cast<const MSG*>(message)->wParam == 1; });
-    for (std::uint32_t i = 0; i < 3; ++i) testDesktop::postMessage(hidden, WM_APP, i, 0);
-    platform::pumpMessages();
-    platform::win32::setMessageFilter(nullptr);
-    testDesktop::postMessage(hidden, WM_APP, 1, 0);
-    platform::pumpMessages();
-    EXPECT_THAT(received, ElementsAre(0, 2, 1));
-    platform::unhookWindow(hidden);
-    platform::destroyHiddenWindow(hidden);
 }
 
 } // namespace
