@@ -4,9 +4,10 @@ import base64
 from pathlib import Path
 
 from selenium import webdriver
-from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException, WebDriverException
+from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
+from selenium.webdriver.support.expected_conditions import staleness_of
 from selenium.webdriver.support.ui import WebDriverWait
 
 SEEN = Path(__file__).parents[2] / "build" / "reports" / "seen"
@@ -66,41 +67,23 @@ class Browser:
     def count(self, selector: str) -> int:
         return len(self.driver.find_elements(By.CSS_SELECTOR, selector))
 
-    def fill(self, button: str, **fields):
-        """Fills a form in, and sends it."""
-        for name, text in fields.items():
-            field = self.find(f"main [name={name}]")
-            if field.get_attribute("type") == "text":
-                field.clear()
-            field.send_keys(text)
-        self.go(button)
-
     def press(self, words: str):
         """Clicks the link or button of these words, first of all one of the page's own."""
         what = f"//*[self::a or self::button or self::summary][normalize-space()='{words}']"
         found = [*self.driver.find_elements(By.XPATH, f"//main{what}"), *self.driver.find_elements(By.XPATH, what)]
-        assert found, f"nothing to press says {words}; the page says:\n{self.text}"
         found[0].click()
 
     def go(self, words: str):
         """Clicks what leads to another page, and waits for that page."""
         before = self.find("html")
         self.press(words)
-
-        def is_gone():
-            try:
-                before.is_enabled()
-            except WebDriverException:
-                return True
-
-        self.wait_for(is_gone, f"a page behind {words}")
+        self.wait_for(lambda: staleness_of(before)(self.driver), f"a page behind {words}")
 
     def drop(self, selector: str, name: str, content: bytes):
         self.driver.execute_script(DROP, self.find(selector), name, base64.b64encode(content).decode())
 
     def wait_for(self, condition, what: str):
-        # A page may go while it is read.
-        going = [NoSuchElementException, StaleElementReferenceException]
+        going = [NoSuchElementException, StaleElementReferenceException]  # a page may go while it is read
         WebDriverWait(self.driver, 60, ignored_exceptions=going).until(lambda _: condition(), what)
 
     def tell(self, command: str, **values):

@@ -1,7 +1,9 @@
+import contextlib
 import io
 import os
 import socket
 import struct
+import subprocess
 import sys
 import time
 import zlib
@@ -42,6 +44,18 @@ def png_of(width: int, height: int) -> bytes:
     data = out.getvalue()
     header = b"IHDR" + struct.pack(">II", width, height) + data[24:29]
     return data[:12] + header + struct.pack(">I", zlib.crc32(header)) + data[33:]
+
+
+@contextlib.contextmanager
+def started(options: str, before: str = ""):
+    """The service as a process of its own, at a free port."""
+    command = f"{before} exec {sys.executable} -m harbor serve --port 0 {options}"
+    with subprocess.Popen(["bash", "-c", command], stdout=subprocess.PIPE, text=True, cwd=ROOT) as process:
+        try:
+            process.port = int(process.stdout.readline().rpartition(":")[2].strip("/\n"))
+            yield process
+        finally:
+            process.kill()
 
 
 @pytest.fixture(scope="session")

@@ -8,36 +8,33 @@ import sys
 from pathlib import Path
 
 import pytest
+from conftest import ROOT
 from PIL import Image
 
-ROOT = Path(__file__).parents[2]
-sys.path[:0] = [str(ROOT), str(ROOT / "scripts")]
+sys.path.append(str(ROOT / "scripts"))
 
 from deb import make_deb  # noqa: E402
 
 from harbor.names import Names  # noqa: E402
 
 UNSHARE = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--net", "--uts", "--ipc"]
-MACHINE = [*UNSHARE, str(ROOT / "tests" / "harbor" / "machine.sh")]
 
 
 @pytest.fixture
 def machine(tmp_path):
-    """Runs a story as root on the machine; what it said, line by line."""
-    (tmp_path / "layers").mkdir()
+    """Runs a story as root on the machine; what it said."""
     outside = tmp_path / "outside"
-    outside.mkdir()
+    for folder in (outside, tmp_path / "layers"):
+        folder.mkdir()
 
     def run(story: str) -> str:
         (outside / "story").write_text(story)
+        command = ["timeout", "--signal=KILL", "300", *UNSHARE, ROOT / "tests" / "harbor" / "machine.sh", tmp_path]
         with open(outside / "console", "wb") as console:
-            try:
-                subprocess.run([*MACHINE, str(tmp_path)], stdout=console, stderr=console, timeout=300, check=False)
-            except subprocess.TimeoutExpired:
-                console.write(b"\nno end after five minutes\n")
-        told = (outside / "told").read_text() if (outside / "told").exists() else ""
-        end = (outside / "end").read_text().strip() if (outside / "end").exists() else "none"
-        assert end == "0", f"ended with {end}\n{told}\n{(outside / 'console').read_text(errors='replace')[-4000:]}"
+            subprocess.run(command, stdout=console, stderr=console, check=False)
+        told, end, console = ((outside / name).read_text(errors="replace") if (outside / name).exists() else ""
+                              for name in ("told", "end", "console"))
+        assert end == "0\n", f"ended with {end}\n{told}\n{console[-4000:]}"
         return told
 
     may_mount = [*UNSHARE, "mount", "-t", "cgroup2", "groups", str(outside)]  # as little as what is needed
@@ -53,21 +50,14 @@ def machine(tmp_path):
 
 STORY = r"""
 PS4='+ ${SECONDS}s '
-hash=$(printf velvet | md5sum | cut -c-32)
-login="/api.php?apikey=Rv8nTq2LxW5d&method=vh.auth.login&username=alice&md5password=$hash"
 ask() { curl -gsS --max-time 10 "http://127.0.0.1$1"; }
-comes() { # the text comes to stand on the first page, within a while
-    set +x
-    for _ in $(seq 300); do
-        if ask / 2>&1 | grep "$1"; then set -x; return; fi
-        sleep 0.2
-    done
+comes() { # the text comes to stand on the first page
+    for _ in $(seq 300); do if ask / 2>&1 | grep "$1"; then return; fi; sleep 0.2; done
     systemctl status harbor; exit 1
-}
+} 2>/dev/null
 never() { if "$@"; then exit 1; fi; }
 refused() { status=0; "$@" || status=$?; test $status = 2; }
 main() { systemctl show -P MainPID harbor; }
-
 dpkg -i /outside/quillory-harbor_1.0.112_all.deb
 comes '<title>Velvet Harbor'
 systemctl is-enabled harbor
@@ -79,8 +69,8 @@ mkdir -p /srv/pictures/sea && cp /outside/First_Wave.png /srv/pictures/sea/
 curl -gsS 'http://[::1]/' | grep '<title>Velvet Harbor'
 systemctl restart harbor
 comes 'First Wave'
-ask "$login" | grep '<username>alice'
-ask "${login}0" | grep '<number>75<'
+login="/api.php?apikey=Rv8nTq2LxW5d&method=vh.auth.login&username=alice&md5password="
+ask "$login$(printf velvet | md5sum | cut -c-32)" | grep '<username>alice'
 harbor check
 
 # It may listen at port 80 and write its state, and that is all it may.
@@ -96,9 +86,8 @@ refused harbor serve --colour
 refused harbor member password bob
 sed -i 's/^port = .*/prot = 80/' /etc/harbor.toml
 refused harbor check
-systemctl restart harbor || true; sleep 1
-test "$(systemctl show -P NRestarts harbor)" = 0
-
+systemctl restart harbor || true
+until systemctl is-failed harbor; do sleep 0.2; done
 install -D /outside/First_Wave.png /var/lib/harbor/uploads/kept.png
 dpkg --purge quillory-harbor
 test ! -e /etc/harbor.toml; test ! -e /usr/lib/quillory-harbor; test "$(ls -A /var/lib/harbor)" = uploads
@@ -106,9 +95,9 @@ test ! -e /etc/harbor.toml; test ! -e /usr/lib/quillory-harbor; test "$(ls -A /v
 
 
 def test_installed_from_its_package(machine):
-    made = make_deb(machine.outside, machine.outside / "staging", "1.0.112", 1_700_000_000)
-    assert make_deb(machine.outside / "staging", machine.outside / "again", "1.0.112", 1_700_000_000
-                    ).read_bytes() == made.read_bytes()
+    made, again = (make_deb(out, out / "staging", "1.0.112", 1_700_000_000).read_bytes()
+                   for out in (machine.outside, machine.outside / "staging"))
+    assert made == again
     Image.linear_gradient("L").resize((320, 200)).save(machine.outside / "First_Wave.png")
     told = machine(STORY)
     for line in ["alice is a member now, and the owner of this box",
@@ -125,21 +114,18 @@ def test_installed_from_its_package(machine):
 
 
 def test_the_unit_is_hardened():
-    judged = subprocess.run(["systemd-analyze", "security", "--offline=true", "--threshold=20",
-                             str(ROOT / "packaging" / "harbor" / "harbor.service")], capture_output=True, text=True)
-    assert judged.returncode == 0, judged.stdout[-400:]
+    unit = ROOT / "packaging" / "harbor" / "harbor.service"
+    subprocess.run(["systemd-analyze", "security", "--offline=true", "--threshold=20", unit], check=True)
 
 
-@pytest.mark.parametrize("site", ["", "box.lan", "192.168.1.20"])
+@pytest.mark.parametrize("site", ["", "box.lan"])
 def test_quillory_and_the_harbor_know_the_same_addresses(tmp_path, site):
     for room in ("src", "cmake", "scripts"):
         (tmp_path / room).symlink_to(ROOT / room)
     settings = [f"-DQUILLORY_SITE={site}", f"-DQUILLORY_UPDATE_KEY={'0' * 128}"]
     subprocess.run(["cmake", *settings, "-P", "cmake/Endpoints.cmake"], cwd=tmp_path, check=True)
-    header = (tmp_path / "generated" / "core" / "Endpoints.h").read_text()
-    known = dict(re.findall(r'(\w+) = L"([^"]*)";', header))
+    known = dict(re.findall(r'(\w+) = L"([^"]*)";', (tmp_path / "generated/core/Endpoints.h").read_text()))
     names = Names.of(known["ApiHost"])
-    assert (known["SiteHomeUrl"], known["MemberSiteUrl"], known["WallpaperInlineUrl"]) == (
-        names.home, names.members, names.images)
-    assert names.releases == known["UpdateStaticUrl"]
+    assert names == Names(*(known[name] for name in ("SiteHomeUrl", "MemberSiteUrl", "WallpaperInlineUrl",
+                                                     "UpdateStaticUrl")))
     assert known["SiteDomain"] in names.wallpapers  # or the client takes the link for another site's
