@@ -199,10 +199,13 @@ class Carrier:
         return int(self._servers[0].effective_port)
 
     def stop(self) -> None:
-        self._stopped = True
-        self._servers[0].pull_trigger()
+        # Told in the loop's own thread: else it could be over, and what wakes it closed, before it is woken.
+        self._servers[0].trigger.pull_trigger(self._end)
         self._dispatcher.shutdown(timeout=2)
         self._journal.close()
+
+    def _end(self) -> None:
+        self._stopped = True
 
     def _run(self) -> None:
         while not self._stopped:
