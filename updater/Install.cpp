@@ -28,19 +28,23 @@ void removeFoldersOf(Disk& disk, const std::string& path) {
         disk.removeEmptyFolder(folder);
 }
 
-void addPaths(std::set<std::string>& paths, const std::optional<std::string>& text) {
-    if (!text) return;
+/// None for a file that is no record: it tells of nothing.
+std::optional<Record> recordIn(Disk& disk, const std::string& path) {
     try {
-        for (const auto& file : readRecord(*text).files) paths.insert(file.path);
-    } catch (const ArchiveError&) { // a file that is no record tells of nothing
+        if (const auto text = disk.readFile(path)) return readRecord(*text);
+    } catch (const ArchiveError&) {
+        return {};
     }
+    return {};
 }
 
 /// What belongs to the version that is installed, and to the one before it where an update has been broken off.
 std::set<std::string> installedFiles(Disk& disk) {
     std::set<std::string> paths;
-    addPaths(paths, disk.readFile(recordPath));
-    addPaths(paths, disk.readFile(aside + std::string(recordPath)));
+    const std::string path(recordPath);
+    for (const auto& place : {path, aside + path})
+        if (const auto record = recordIn(disk, place))
+            for (const auto& file : record->files) paths.insert(file.path);
     return paths;
 }
 
@@ -50,19 +54,14 @@ void cleanUp(Disk& disk) {
         try {
             disk.removeFolder(folder);
         } catch (const std::system_error&) {
+            continue;
         }
     }
 }
 
 } // namespace
 
-std::optional<Record> installedRecord(Disk& disk) {
-    try {
-        if (const auto text = disk.readFile(recordPath)) return readRecord(*text);
-    } catch (const ArchiveError&) {
-    }
-    return {};
-}
+std::optional<Record> installedRecord(Disk& disk) { return recordIn(disk, std::string(recordPath)); }
 
 Installation::Installation(Disk& theDisk, std::vector<ArchiveFile> theFiles)
     : disk(theDisk), files(std::move(theFiles)) {
@@ -152,6 +151,7 @@ void removeInstalled(Disk& disk, std::vector<std::string> more) {
         disk.removeEmptyFolder("Updater");
         disk.removeEmptyFolder("");
     } catch (const std::system_error&) {
+        return;
     }
 }
 

@@ -16,7 +16,7 @@ namespace updater {
 struct Record {
     struct File {
         std::string path, hash;
-        std::size_t size;
+        std::size_t size = 0;
     };
     std::array<std::uint32_t, 3> version{};
     std::vector<File> files;

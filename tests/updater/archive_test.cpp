@@ -79,8 +79,8 @@ TEST(Archive, IsReadAsUsualPackersWriteIt) {
     auto& empty = zip.entries.emplace_back("EMPTY.TXT", "", false);
     empty.attributes = 0x81a40000;
     empty.version = 0x0314; // Unix, with a finer time, which is longer in one place
-    empty.localExtra = "UT\5\0\3abcd";
-    empty.centralExtra = "UT\1\0\3";
+    empty.localExtra = "UT\5\1\3abcde";
+    empty.centralExtra = "UT\1\1\3";
     auto& text = zip.entries.emplace_back(std::string(99, 'd') + "/" + std::string(60, 'f'), "text");
     text.attributes = 0x21; // archived and read-only, from DOS
     text.flags = 0x806;
@@ -146,7 +146,6 @@ TEST(Archive, ThatIsNotWhatItSaysIsRefused) {
         {"its files overlap", [](Zip&, Entry&, Entry& e) { e.position = 0; }},
         {directory, [](Zip& zip, Entry&, Entry&) { zip.gap = "hidden"; }},
         {directory, [](Zip& zip, Entry&, Entry&) { zip.tail = "hidden"; }},
-        {directory, [](Zip& zip, Entry&, Entry&) { zip.gap = Zip{{{"hidden.exe", "MZ"}}, "", ""}.bytes(); }},
     };
     // clang-format on
     for (std::size_t i = 0; i < lies.size(); ++i) {

@@ -152,13 +152,14 @@ template <typename Work, typename Look> void withFaultAtEachCall(Fault fault, Wo
     for (int faultAt = 1; isFaulty && !testing::Test::HasFailure(); ++faultAt) {
         SCOPED_TRACE(testing::Message() << "fault " << int(fault) << " at call " << faultAt);
         FaultyDisk disk(fault, faultAt);
-        bool isDone = false;
+        bool isDone = true;
         try {
             work(disk);
-            isDone = true;
         } catch (const std::system_error&) {
+            isDone = false;
             EXPECT_EQ(inPlace(disk.files), inPlace(oldProgram)); // all or nothing
         } catch (const PowerCut&) {
+            isDone = false;
         }
         isFaulty = disk.calls >= faultAt;
         look(disk, isDone, isFaulty);

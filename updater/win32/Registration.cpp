@@ -15,7 +15,7 @@ void tellInstalledVersion(const std::wstring& folder, const std::wstring& versio
         if (CompareStringOrdinal(location, -1, folder.c_str(), -1, TRUE) == CSTR_EQUAL) {
             const auto kilobytes = static_cast<DWORD>((size + 1023) / 1024);
             RegSetValueExW(key, L"DisplayVersion", 0, REG_SZ, reinterpret_cast<const BYTE*>(version.c_str()),
-                           static_cast<DWORD>((version.size() + 1) * sizeof(wchar_t)));
+                           static_cast<DWORD>(sizeof(wchar_t)) * static_cast<DWORD>(version.size() + 1));
             RegSetValueExW(key, L"EstimatedSize", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&kilobytes),
                            sizeof kilobytes);
         }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <string>
 
 #include <windows.h>
@@ -18,7 +19,7 @@ public:
 
     /// Null where the system has no such function.
     template <typename Function> Function* find(const char* name) const {
-        return library ? reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name))) : nullptr;
+        return library ? std::bit_cast<Function*>(GetProcAddress(library, name)) : nullptr;
     }
 
 private:

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -32,7 +33,7 @@ namespace updater {
 
 namespace {
 
-enum Code { done = 0, failed = 1, refused = 2, held = 4 };
+enum Code : std::uint8_t { done = 0, failed = 1, refused = 2, held = 4 };
 
 constexpr DWORD patience = 20'000; // milliseconds; Quillory ends as soon as it has started the updater
 
@@ -277,7 +278,7 @@ int main() {
     wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
     std::vector<std::wstring> given;
     for (int i = 1; words && i < count; ++i) given.emplace_back(words[i]);
-    LocalFree(words);
+    LocalFree(static_cast<void*>(words));
     try {
         return updater::run(given);
     } catch (const std::exception&) {
