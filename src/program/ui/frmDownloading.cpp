@@ -19,6 +19,7 @@ FrmDownloading::FrmDownloading()
             .background = look::paper,
             .edge = look::water,
             .text = look::ink}) {
+    picProgressBar.name = L"Progress"; // where a screen reader would hear a bare percentage
     showHand({&imgAbort});
     imgAbort.Click = [this] { imgAbort_Click(); };
 }
