@@ -303,7 +303,7 @@ Function .onInit
     ${EndIf}
 FunctionEnd
 
-; For all takes an administrator: starts setup again with the question for one, and ends this one.
+; For all takes an administrator: starts setup again, as it was started, with the question for one, and ends this one.
 Function requireRights
     ${If} $Kind == "AllUsers"
         UserInfo::GetAccountType
@@ -314,7 +314,14 @@ Function requireRights
                 Quit
             ${EndIf}
             System::Call 'kernel32::CloseHandle(p $Lock)'
-            ExecShell "runas" "$EXEPATH" "/AllUsers"
+            ${GetParameters} $Rest
+            StrCpy $0 "/AllUsers"
+            Call takeSwitch
+            StrCpy $0 "/AllUsers $Rest"
+            ${If} $INSTDIR != "\Quillory" ; from /D=
+                StrCpy $0 "$0 /D=$INSTDIR"
+            ${EndIf}
+            ExecShell "runas" "$EXEPATH" "$0"
             Quit
         ${EndIf}
     ${EndIf}
@@ -555,7 +562,8 @@ Function un.onInit
                 Quit
             ${EndIf}
             System::Call 'kernel32::CloseHandle(p $Lock)'
-            ExecShell "runas" "$INSTDIR\Uninstall.exe"
+            ${GetParameters} $0
+            ExecShell "runas" "$INSTDIR\Uninstall.exe" "$0"
             Quit
         ${EndIf}
     ${EndIf}

@@ -153,7 +153,7 @@ TEST(Record, IsReadInItsOneSpelling) {
     for (const auto& text : std::vector<std::string>{
              "", "Quillory", "Quillery 1.0.113\n", "Quillory 1.0\n", "Quillory 1.0.113", "Quillory 1.0.070\n",
              "Quillory 1.0.99999999999\n", "Quillory 1.0.-1\n", "Quillory 1.0.1a\n", head + file + "../evil.exe\n",
-             head + file + "a/../b\n", head + file + "/a\n", head + file + "\n", head + file + "a/\n",
+             head + file + "a//b\n", head + file + "/a\n", head + file + "\n", head + file + "a/\n",
              head + file + "a", head + file, head + hash.substr(1) + " 12 a\n", head + file + "a\n" + file + "a\n"})
         EXPECT_EQ(refusal([&] { updater::readRecord(text); }), "its list of files is damaged") << text;
 
