@@ -1,8 +1,5 @@
-#include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <string>
-#include <vector>
 
 #include "../tests/net/Peer.h"
 #include "Fuzz.h"
@@ -18,17 +15,9 @@ namespace {
 const std::wstring file = L"C:\\fuzzed";
 
 bool mentionsLocation(std::string head) {
-    std::ranges::transform(head, head.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    for (char& c : head) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return head.find("location") != std::string::npos;
 }
-
-struct Seen {
-    int starts = 0;
-    int ends = 0;
-    std::int32_t error = 0;
-    std::int64_t bytes = 0;
-    std::string header;
-};
 
 /// Feeds CDownload an answer in pieces of any size, and compares what it does with what the bytes as a whole ask for.
 /// Aborts on a difference.
@@ -37,19 +26,24 @@ struct Seen {
 void fuzzDownload(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return;
     headless::reset();
-    headless::resetNetwork();
     headless::useResolver(false);
     const peers::Server server; // of its own: a redirect may leave a call behind
     headless::redirectPort(80, server.port());
 
-    Seen seen;
+    struct {
+        int starts = 0;
+        int ends = 0;
+        std::int32_t error = 0;
+        std::size_t bytes = 0;
+        std::string header;
+    } seen;
     CDownload download;
     download.DisableRedirection((data[0] & 1) == 0);
     download.on.Starting = [&](std::int32_t, const std::string& Header) {
         ++seen.starts;
         seen.header = Header;
     };
-    download.on.DataArrival = [&](std::int32_t bytes) { seen.bytes += bytes; };
+    download.on.DataArrival = [&](std::int32_t bytes) { seen.bytes += static_cast<std::size_t>(bytes); };
     download.on.Error = [&](std::int16_t number, std::wstring&) {
         seen.error = number;
         ++seen.ends;
@@ -79,16 +73,13 @@ void fuzzDownload(const std::uint8_t* data, std::size_t size) {
         return;
     }
     require(headless::pumpUntil([&] { return seen.ends > 0; }));
-    require(seen.ends == 1);
-    require(InstanceCount == 0);
+    require(seen.ends == 1 && InstanceCount == 0);
     if (seen.error != 0) {
         require(seen.error == 6 && !head.empty()); // a length that no number can hold
         return;
     }
     const std::string body = answer.substr(head.size());
-    require(seen.starts == 1);
-    require(seen.header == head);
-    require(seen.bytes == static_cast<std::int64_t>(body.size()));
+    require(seen.starts == 1 && seen.header == head && seen.bytes == body.size());
     require(platform::readWholeFile(file) == body);
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #ifdef _WIN32
 #include <winsock2.h>
@@ -49,18 +50,15 @@ public:
     explicit Socket(Handle owned) : handle(owned) {
         if (handle == none) throw std::runtime_error("the peer has no socket");
     }
-    Socket(Socket&& other) noexcept : handle(other.handle) { other.handle = none; }
+    Socket(Socket&& other) noexcept : handle(std::exchange(other.handle, none)) {}
     Socket& operator=(Socket&& other) noexcept {
-        close();
-        handle = other.handle;
-        other.handle = none;
+        std::swap(handle, other.handle);
         return *this;
     }
     ~Socket() { close(); }
 
     void close() {
-        if (handle != none) closeHandle(handle);
-        handle = none;
+        if (handle != none) closeHandle(std::exchange(handle, none));
     }
 
     std::uint16_t port() const {
@@ -113,9 +111,9 @@ public:
         return bytes;
     }
 
-    std::string receive(std::size_t count) const {
+    std::string receive(std::size_t count, const std::string& end = {}) const {
         std::string bytes;
-        while (bytes.size() < count) {
+        while (bytes.size() < count && (end.empty() || !bytes.ends_with(end))) {
             const std::string more = receiveSome(count - bytes.size());
             if (more.empty()) break;
             bytes += more;
@@ -123,15 +121,7 @@ public:
         return bytes;
     }
 
-    std::string receiveRequest() const {
-        std::string request;
-        while (request.find("\r\n\r\n") == std::string::npos) {
-            const std::string more = receiveSome(4096);
-            if (more.empty()) break;
-            request += more;
-        }
-        return request;
-    }
+    std::string receiveRequest() const { return receive(4096, "\r\n\r\n"); }
 
     /// Closes so that the other end sees a broken connection.
     void reset() {
