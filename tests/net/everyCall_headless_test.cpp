@@ -96,7 +96,6 @@ protected:
             return;
         }
         peers::Server server;
-        watched->Protocol(ProtocolTCP);
         watched->Connect(L"127.0.0.1", server.port());
         EXPECT_TRUE(watched.reaches(StateConnected));
     }
@@ -172,41 +171,6 @@ TEST_F(EveryCall, OfAListenerAndItsClaimant) {
                                  "closed, closed", "told RecvDataToBuffer, listening, error",
                                  "raised DestroySocket, error, connected", "raised DestroySocket, closed, error",
                                  "closed, closed, escaped modSocketMaster.FinalizeProcesses"));
-}
-
-TEST_F(EveryCall, OfADatagramToItself) {
-    const auto all = outcomes(networkCalls, [&] {
-        Watched socket;
-        bool arrived = false;
-        logErrorsOf(socket);
-        socket->Protocol(ProtocolUDP);
-        socket->RemoteHost(L"localhost");
-        socket->on.DataArrival = [&](std::int32_t) {
-            arrived = true;
-            Value data;
-            attempt([&] { socket->GetData(data); });
-            if (data != Value(std::string("ping"))) log.push_back("nothing fetched");
-        };
-        attempt([&] { socket->Bind(); });
-        socket->RemotePort(socket->LocalPort());
-        if (log.empty()) attempt([&] { socket->SendData(L"ping"); });
-        if (log.empty()) {
-            EXPECT_TRUE(testDesktop::pumpUntil([&] {
-                if (!arrived && headless::nthNetworkCallFailed()) socket->SendData(L"ping"); // the first may be lost
-                return arrived;
-            }));
-        }
-        logState(socket);
-        expectUsable(socket);
-    });
-    EXPECT_THAT(all, ElementsAre("raised modSocketMaster.InitiateProcesses", "raised GetLocalHostName, closed",
-                                 "raised GetLocalIP, closed", "told SocketExists, error", "open",
-                                 "raised ProcessOptions, closed", "raised modSocketMaster.RegisterSocket, closed",
-                                 "raised BindInternal, closed", "raised BindInternal, closed",
-                                 "raised 40014 Invalid argument SendBufferedDataUDP, open",
-                                 "told SendBufferedDataUDP, error", "open", "nothing fetched, open",
-                                 "nothing fetched, open", "raised RecvData, nothing fetched, open", "open",
-                                 "open, escaped DestroySocket", "open, escaped modSocketMaster.FinalizeProcesses"));
 }
 
 /// A download that is sent elsewhere and replaces an old file: it has one end, and the next one works.
