@@ -61,6 +61,20 @@ TEST_F(Faults, AnAddressThatCannotBeAssignedLeavesTheObjectConnecting) {
     EXPECT_THAT(escaped, ElementsAre(error)) << "and nobody to tell";
 }
 
+TEST_F(Faults, AFailureBehindALookupMayBeAnsweredByAnother) {
+    peers::Server server;
+    for (const NetworkCall call : {NetworkCall::lookup, NetworkCall::connect}) {
+        Watched client;
+        client->on.Error = [&](auto&&...) {
+            client->CloseSck();
+            client->Connect(L"localhost", server.port());
+        };
+        fail(call, 10051);
+        client->Connect(L"localhost", server.port());
+        EXPECT_TRUE(client.hears("Connect"));
+    }
+}
+
 class Transfers : public Faults {
 protected:
     peers::Server server;
