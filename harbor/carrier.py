@@ -199,8 +199,10 @@ class Carrier:
         return int(self._servers[0].effective_port)
 
     def stop(self) -> None:
-        # Told in the loop's own thread: else it could be over, and what wakes it closed, before it is woken.
-        self._servers[0].trigger.pull_trigger(self._end)
+        trigger = self._servers[0].trigger
+        with trigger.lock:  # or the loop could end, and close what wakes it, before it is woken
+            trigger.thunks.append(self._end)
+            trigger.pull_trigger()
         self._dispatcher.shutdown(timeout=2)
         self._journal.close()
 

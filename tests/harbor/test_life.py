@@ -86,7 +86,8 @@ def test_what_is_no_picture_or_breaks_is_left_out_with_a_line(home, capfd):
     with Harbor(home) as harbor:
         client = Client(harbor)
         wait_until(lambda: client.rotate() == [1004, 1003, 1002, 1001])
-        assert "<title>caf&#233;</title>" in client.api("vh.wallpapers.browse", client.ROTATION | {"withtags": "yes"})
+        body = client.api("vh.wallpapers.browse", client.ROTATION, "box.lan")
+        assert "<title>caf&#233;</title>" in body and "<link>http://box.lan/wallpaper/1004</link>" in body
         (sea / "blue.png").unlink()
         green.write_bytes(green.read_bytes()[:-40])
         for id, name in ((1003, "blue"), (1002, "green")):
@@ -217,10 +218,11 @@ def test_a_crowd_is_told_so_and_forgotten(home):
 
 def test_who_dawdles_or_sends_too_much_is_told_so(home, monkeypatch):
     monkeypatch.setattr(carrier, "HEADER", 0.5)
-    monkeypatch.setattr(carrier, "SILENCE", 0)
     with Harbor(home) as harbor:
         client = Client(harbor)
-        for head in (b"GET / HTTP/1.0\r\nX: ", b"POST /send HTTP/1.0\r\nContent-Length: 9000\r\n\r\n"):
+        drips = (b"GET / HTTP/1.0\r\nX: ", 60), (b"POST /send HTTP/1.0\r\nContent-Length: 9000\r\n\r\n", 0)
+        for head, silence in drips:
+            monkeypatch.setattr(carrier, "SILENCE", silence)
             with client.connect() as sock:
                 sock.sendall(head)
                 while not select.select([sock], [], [], 0.02)[0]:
