@@ -1,20 +1,13 @@
-#include "api/modXML.h"
-
-#include "core/Endpoints.h"
 #include "program/ProgramTest.h"
 
 namespace {
 
-using testing::ElementsAre;
-
 class Answers : public ProgramTest {
 protected:
-    static std::vector<testDesktop::ShownBox> boxes() { return testDesktop::shownBoxes(); }
-    static std::wstring notice() { return frmSlideMessage.isLoaded() ? frmSlideMessage->lblStatusMsg.Caption() : L""; }
-    static std::wstring noticeTitle() { return frmSlideMessage.isLoaded() ? frmSlideMessage->lblTitle.Caption() : L""; }
-    static std::wstring internalError(const wchar_t* where, const wchar_t* what) {
-        return std::wstring(L"In Function ") + where + L"\r\n" + what +
-               L"\r\nIf this continues to happen, please reinstall Quillory from http://velvetharbor.example/quillory/";
+    static std::wstring noticeAfter(const std::wstring& answer) {
+        frmSlideMessage.discard();
+        ParseXML(answer);
+        return notice();
     }
 };
 
@@ -30,6 +23,7 @@ TEST_F(Answers, TheGalleryTreeLeavesRedirectedCategoriesOut) {
     EXPECT_THAT(galleries.item(L"Cities"), ElementsAre(L"Cities"));
     EXPECT_THAT(frmMain->cboGallery.List(), ElementsAre(L"All Galleries", L"Nature", L"Cities"));
     EXPECT_EQ(frmMain->cboGallery.Text(), L"All Galleries");
+    EXPECT_EQ(frmMain->cboCategory.Text(), L"All Categories");
 
     ParseXML(L"<galleries></galleries>");
     EXPECT_EQ(galleries.size(), 0u);
@@ -37,98 +31,71 @@ TEST_F(Answers, TheGalleryTreeLeavesRedirectedCategoriesOut) {
 }
 
 TEST_F(Answers, WhatIsMissingStopsThereAndIsReported) {
-    const wchar_t* const where = L"ParseXML, modXML";
-    struct Case {
-        const wchar_t *answer, *error;
-    };
-    const Case cases[] = {
+    const std::wstring mismatch = L"[13] Type mismatch";
+    const std::wstring missing = L"[91] Object variable not set";
+    const std::pair<const wchar_t*, std::wstring> cases[] = {
         {L"<galleries><gallery><friendly>A</friendly></gallery><gallery><friendly>A</friendly></gallery></galleries>",
          L"[457] This key is already associated with an element of this collection"},
-        {L"<wallpapers count='many'/>", L"[13] Type mismatch"},
-        {L"<wallpapers total='1'/>", L"[91] Object variable not set"},
-        {L"<wallpapers count='1'/>", L"[91] Object variable not set"},
-        {L"<wallpapers count='1'><wallpaper><id>x</id></wallpaper></wallpapers>", L"[13] Type mismatch"},
-        {L"<wallpapers count='1'><wallpaper><id>7</id></wallpaper></wallpapers>", L"[91] Object variable not set"},
-        {L"<auth/>", L"[91] Object variable not set"},
-        {L"<auth><token/></auth>", L"[91] Object variable not set"},
-        {L"<error><description>d</description></error>", L"[91] Object variable not set"},
+        {L"<wallpapers count='many'/>", mismatch},
+        {L"<wallpapers total='1'/>", missing},
+        {L"<wallpapers count='1'/>", missing},
+        {L"<wallpapers count='1'><wallpaper><id>x</id></wallpaper></wallpapers>", mismatch},
+        {L"<wallpapers count='1'><wallpaper><id>7</id></wallpaper></wallpapers>", missing},
+        {L"<auth/>", missing},
+        {L"<auth><token/></auth>", missing},
+        {L"<error><description>d</description></error>", missing},
         {L"<error><number>99999</number><description>d</description></error>", L"[6] Overflow"},
-        {L"<quillory/>", L"[91] Object variable not set"},
+        {L"<quillory/>", missing},
     };
-    for (const Case& c : cases) {
-        frmSlideMessage.discard();
-        ParseXML(c.answer);
-        EXPECT_EQ(noticeTitle(), L"Quillory - Internal Error") << c.answer;
-        EXPECT_EQ(notice(), internalError(where, c.error));
-    }
+    for (const auto& [answer, error] : cases)
+        EXPECT_EQ(noticeAfter(answer), L"Quillory - Internal Error | In Function ParseXML, modXML\r\n" + error +
+                                           L"\r\nIf this continues to happen, please reinstall Quillory from "
+                                           L"http://velvetharbor.example/quillory/")
+            << answer;
     EXPECT_EQ(galleries.size(), 1u) << "what was stored before the failure stays";
     EXPECT_EQ(wallpaperId, 7);
-    EXPECT_THAT(boxes(), testing::IsEmpty());
-}
 
-TEST_F(Answers, SomeAnswersAreMetWithSilence) {
-    for (const wchar_t* answer : {L"<wallpapers/>", L"<quillory><action>rest</action></quillory>",
-                                  L"<auth><token/><status>refused</status></auth>"}) {
-        ParseXML(answer);
-        EXPECT_FALSE(frmSlideMessage.isLoaded()) << answer;
-        EXPECT_THAT(boxes(), testing::IsEmpty()) << answer;
-    }
+    for (const wchar_t* silent : {L"<wallpapers/>", L"<quillory><action>rest</action></quillory>",
+                                  L"<auth><token/><status>refused</status></auth>"})
+        EXPECT_EQ(noticeAfter(silent), L"");
     EXPECT_FALSE(gAPI->apiLoggedIn);
+    EXPECT_THAT(newBoxes(), IsEmpty());
 }
 
 TEST_F(Answers, WhatIsNotUnderstoodIsShown) {
     ParseXML(L"<auth><token/><status/></auth>");
-    ASSERT_EQ(boxes().size(), 1u);
-    EXPECT_EQ(boxes()[0].text, L"Unknown Login Error");
-    EXPECT_EQ(boxes()[0].style, 0);
-
+    EXPECT_THAT(newBoxes(), ElementsAre(L"Quillory | 0 | Unknown Login Error"));
     ParseXML(L"<auth><token>");
-    ASSERT_EQ(boxes().size(), 2u);
-    EXPECT_EQ(boxes()[1].title, L"XML Error");
-    EXPECT_EQ(boxes()[1].style, 16);
-    const std::wstring reason = boxes()[1].text;
-    EXPECT_THAT(reason, testing::HasSubstr(L"\r\n"));
-
-    ParseXML(L"<html><body>Welcome to our cafe</body></html>");
-    EXPECT_EQ(noticeTitle(), L"Quillory - API Error");
-    const std::wstring dump = notice();
-    const std::wstring head =
-        L"Quillory has encountered an inconsistency in communications with VelvetHarbor\r\nDebug Dump: <html>";
-    EXPECT_EQ(dump.substr(0, head.size()), head);
-    EXPECT_THAT(dump, testing::HasSubstr(L"Welcome to our cafe"));
+    EXPECT_THAT(newBoxes(), ElementsAre(testing::AllOf(StartsWith(L"XML Error | 16 | "), HasSubstr(L"\r\n"))));
+    const std::wstring dump = noticeAfter(L"<html><body>Welcome to our cafe</body></html>");
+    EXPECT_THAT(dump, StartsWith(L"Quillory - API Error | Quillory has encountered an inconsistency in "
+                                 L"communications with VelvetHarbor\r\nDebug Dump: <html>"));
+    EXPECT_THAT(dump, HasSubstr(L"Welcome to our cafe"));
 }
 
 TEST_F(Answers, TheServicesErrorsHaveTheirReactions) {
-    const auto error = [](const wchar_t* number, const wchar_t* description) {
-        frmSlideMessage.discard();
-        frmMain->tmrMain.Enabled = true;
-        noWallpapersExist = false;
-        ParseXML(std::wstring(L"<error><number>") + number + L"</number><description>" + description +
-                 L"</description></error>");
+    const std::wstring contact = L"Please contact us for details: http://velvetharbor.example/contact/";
+    const std::wstring fatal = L"] A fatal API error has occurred within Quillory.  " + contact;
+    const std::tuple<const wchar_t*, const wchar_t*, std::wstring, bool> cases[] = {
+        {L"901", L"x",
+         L"Your API Key has exceeded it's daily allocation.  This usually shouldn't happen in Quillory.  " + contact,
+         true},
+        {L"950", L"x", L"[950" + fatal, false},
+        {L"951", L"x", L"[951" + fatal, false},
+        {L"12", L"", L"An error has occurred [12]: .  " + contact, true},
+        {L"-3.9", L"Too far", L"An error has occurred [-3]: Too far.  " + contact, true},
     };
-    const std::wstring contact = L"http://velvetharbor.example/contact/";
-    error(L"901", L"x");
-    EXPECT_EQ(notice(),
-              L"Your API Key has exceeded it's daily allocation.  This usually shouldn't happen in Quillory.  Please "
-              L"contact us for details: " +
-                  contact);
-    EXPECT_TRUE(frmMain->tmrMain.Enabled);
-    EXPECT_EQ(noticeTitle(), L"Quillory Wallpaper Manager") << "these notices keep the window's own title";
-    for (const wchar_t* fatal : {L"950", L"951"}) {
-        error(fatal, L"x");
-        EXPECT_EQ(notice(), std::wstring(L"[") + fatal +
-                                L"] A fatal API error has occurred within Quillory.  Please contact us "
-                                L"for details: " +
-                                contact);
-        EXPECT_FALSE(frmMain->tmrMain.Enabled) << "the scheduler stands still until a restart";
+    const auto answer = [](const std::wstring& number, const std::wstring& description) {
+        return L"<error><number>" + number + L"</number><description>" + description + L"</description></error>";
+    };
+    for (const auto& [number, description, text, clockRuns] : cases) {
+        frmMain->tmrMain.Enabled = true;
+        EXPECT_EQ(noticeAfter(answer(number, description)), L"Quillory Wallpaper Manager | " + text)
+            << "these notices keep the window's own title";
+        EXPECT_EQ(frmMain->tmrMain.Enabled, clockRuns) << "or the scheduler stands still until a restart";
     }
-    error(L"12", L"");
-    EXPECT_EQ(notice(), L"An error has occurred [12]: .  Please contact us for details: " + contact);
-    error(L"-3.9", L"Too far");
-    EXPECT_EQ(notice(), L"An error has occurred [-3]: Too far.  Please contact us for details: " + contact);
-    error(L"69.9", L"");
-    EXPECT_TRUE(noWallpapersExist);
-    EXPECT_THAT(boxes(), testing::IsEmpty());
+    EXPECT_THAT(noticeAfter(answer(L"69.9", L"")), StartsWith(L"Quillory - No matching wallpapers!"));
+    EXPECT_THAT(newBoxes(), IsEmpty());
 }
 
 } // namespace

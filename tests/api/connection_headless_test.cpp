@@ -4,6 +4,8 @@
 
 namespace {
 
+using headless::NetworkCall;
+
 class Connection : public ProgramTest {
 protected:
     void SetUp() override {
@@ -16,103 +18,77 @@ protected:
     }
 };
 
-/// Wine has another word for a hang-up on an unread request.
-TEST_F(Connection, ABrokenConnectionIsToldOnlyToWhoIsWaiting) {
-    struct Case {
-        bool forced;
-        const wchar_t* notice;
-    };
-    for (const Case& c : {Case{false, L""}, Case{true, L"Network Error 10054!\r\nConnection reset by peer."}}) {
-        frmSlideMessage.discard();
-        getGalleries(); // connects
-        gAPI->apiForced = c.forced;
-        ASSERT_TRUE(testDesktop::pumpUntil([] { return frmMain->cboGallery.Enabled(); }));
-        gAPI->RotateWallpaper();
-        site().hangUp(); // on a request that it has not read: a reset
-        if (c.forced) {
-            EXPECT_TRUE(testDesktop::pumpUntil([] { return frmSlideMessage.isLoaded(); }));
-        } else {
-            person::settle();
-        }
-        EXPECT_EQ(frmSlideMessage.isLoaded() ? frmSlideMessage->lblStatusMsg.Caption() : L"", c.notice);
-        EXPECT_FALSE(gAPI->apiNetworkOutage) << "no outage starts; the next request connects anew";
-    }
-}
-
 /// The socket's own report has closed it already when the sender looks: the watchdog is left to find out.
 TEST_F(Connection, ARefusedSendIsToldOnlyToWhoIsWaiting) {
-    for (const bool forced : {false, true}) {
-        gAPI->apiForced = forced;
-        gTimers->Active_SockTimeout = false;
-        headless::failNetworkCall(headless::NetworkCall::send, 1, 10055);
-        EXPECT_TRUE(send());
-        EXPECT_TRUE(gTimers->Active_SockTimeout);
-        EXPECT_EQ(frmSlideMessage.isLoaded(), forced);
-        EXPECT_FALSE(gAPI->apiNetworkOutage);
-    }
-    EXPECT_EQ(frmSlideMessage->lblStatusMsg.Caption(), L"Network Error 10055!\r\nNo buffer space available.");
-    EXPECT_TRUE(headless::boxes.empty());
-}
-
-TEST_F(Connection, WhatTheNetworkBreaksOffIsAnOutageUnattendedToo) {
-    gAPI->apiForced = false;
-    timerTick = 7;
-    headless::failNetworkCall(headless::NetworkCall::send, 1, 10053);
-    send();
-    EXPECT_TRUE(gAPI->apiNetworkOutage);
-    EXPECT_TRUE(gTimers->Active_NetworkRetry);
-    EXPECT_EQ(Start_NetworkRetry, 7);
-    EXPECT_EQ(frmSlideMessage->lblStatusMsg.Caption().substr(0, 33), L"Could not connect to VelvetHarbor");
-}
-
-/// Nobody has asked for a wallpaper yet: whether a person has typed the login or not, the watchdog has the word.
-TEST_F(Connection, AnErrorDuringALoginIsNotToldAsSuch) {
-    gAPI->apiLoggedIn = false;
-    for (const bool silent : {true, false}) {
+    const std::wstring title = L"Quillory - Connection Issue | ";
+    const std::wstring failure = title + L"Network Error 10055!\r\nNo buffer space available.";
+    const std::wstring outage =
+        title + L"Could not connect to VelvetHarbor\r\n\r\nQuillory will try again in a few minutes.  Wallpaper "
+                L"rotation will resume automatically when you reconnect to the internet.";
+    const std::tuple<bool, bool, bool, std::int32_t, std::wstring, bool> cases[] = {
+        {true, false, false, 10055, L"", false},   {true, false, true, 10055, failure, false},
+        {false, true, true, 10055, L"", false},    {false, false, true, 10055, L"", false},
+        {true, false, false, 10053, outage, true}, {false, true, false, 11004, outage, true}};
+    for (const auto& [loggedIn, silent, forced, error, told, isOutage] : cases) {
+        frmSlideMessage.discard();
+        gAPI->apiNetworkOutage = gTimers->Active_SockTimeout = gTimers->Active_NetworkRetry = false;
+        gAPI->apiLoggedIn = loggedIn;
         gAPI->apiSilent = silent;
-        gAPI->apiForced = true;
-        headless::failNetworkCall(headless::NetworkCall::send, 1, 10055);
-        gAPI->APILogin();
-        EXPECT_FALSE(frmSlideMessage.isLoaded());
-        EXPECT_TRUE(headless::boxes.empty());
-        EXPECT_FALSE(gAPI->apiNetworkOutage);
+        gAPI->apiForced = forced;
+        ++timerTick;
+        headless::failNetworkCall(NetworkCall::send, 1, error);
+        EXPECT_TRUE(send());
+        EXPECT_EQ(notice(), told);
         EXPECT_TRUE(gTimers->Active_SockTimeout);
+        EXPECT_EQ(gAPI->apiNetworkOutage, isOutage);
+        EXPECT_EQ(gTimers->Active_NetworkRetry, isOutage);
+        EXPECT_EQ(Start_NetworkRetry, isOutage ? timerTick : 0);
+        Start_NetworkRetry = 0;
     }
+    EXPECT_THAT(newBoxes(), IsEmpty());
 }
 
 TEST_F(Connection, ASocketThatStaysInErrorIsClosedAndShownAtTheLoginWindow) {
     for (const bool loggedIn : {true, false}) {
         gAPI->apiLoggedIn = loggedIn;
-        headless::failNetworkCall(headless::NetworkCall::send, 1, 10055);
-        headless::failNetworkCall(headless::NetworkCall::closesocket, 1, 10038);
+        headless::failNetworkCall(NetworkCall::send, 1, 10055);
+        headless::failNetworkCall(NetworkCall::closesocket, 1, 10038);
+        EXPECT_EQ(newBoxes().size(), 0u);
         EXPECT_FALSE(send());
-        EXPECT_EQ(headless::boxes.size(), loggedIn ? 0u : 1u);
+        EXPECT_EQ(loggedIn, headless::boxes.empty());
         EXPECT_TRUE(send()) << "the next request connects anew";
     }
-    EXPECT_EQ(headless::boxes[0].title, L"Connection Error");
-    EXPECT_EQ(headless::boxes[0].style, 16);
+    EXPECT_THAT(newBoxes(),
+                ElementsAre(L"Connection Error | 16 | Could not connect to the Velvet Harbor servers!\r\n\r\n"
+                            L"Make sure you're connected to the internet and try again."));
 }
 
-/// Such a socket never leaves its error by itself; the API gets a new one.
-TEST_F(Connection, ASocketThatCannotBeMadeIsMadeAnewForTheNextRequest) {
-    gAPI->APICloseSock();
-    headless::failNetworkCall(headless::NetworkCall::socket, 1, 10055);
-    EXPECT_FALSE(send());
-    EXPECT_TRUE(gAPI->apiNetworkOutage);
-    EXPECT_TRUE(gAPI->apiNetworkRetry());
-    EXPECT_TRUE(send());
-}
-
-/// Bound and connected only after the lookup, where nobody is left to raise an error to but the one who waits.
-TEST_F(Connection, AConnectionThatFailsBehindItsLookupEndsTheWait) {
-    using headless::NetworkCall;
-    for (const NetworkCall call : {NetworkCall::bind, NetworkCall::connect, NetworkCall::gethostname}) {
+/// A socket that cannot be made never leaves its error by itself; the API gets a new one. Bound and connected it is
+/// only after the lookup, where nobody is left to raise an error to but the one who waits.
+TEST_F(Connection, AConnectionThatFailsEndsTheWait) {
+    for (const NetworkCall call :
+         {NetworkCall::socket, NetworkCall::bind, NetworkCall::connect, NetworkCall::gethostname}) {
         gAPI->APICloseSock();
         gAPI->apiNetworkOutage = false;
         headless::failNetworkCall(call, 1, 10049);
         EXPECT_FALSE(send());
         EXPECT_TRUE(gAPI->apiNetworkOutage);
         EXPECT_TRUE(send()) << "the next request connects anew";
+    }
+}
+
+TEST_F(Connection, IsClosedByWhatEndsIt) {
+    const std::function<void()> endings[] = {
+        [] { gAPI->APILogout(); },
+        [] { gAPI->apiSetNetworkOutage(); },
+        [] { EXPECT_THROW(frmMain->exitQuillory(true), headless::ProcessEnded); },
+        [] { EXPECT_THROW(frmLogin.Unload(), headless::ProcessEnded); },
+    };
+    for (const auto& end : endings) {
+        ASSERT_TRUE(send());
+        const std::size_t open = headless::openSockets();
+        end();
+        EXPECT_EQ(headless::openSockets(), open - 1);
     }
 }
 

@@ -8,17 +8,10 @@ namespace {
 
 TEST(URLEncode, KeepsLettersAndDigitsAlone) {
     const std::pair<const wchar_t*, const wchar_t*> cases[] = {{L"", L""},
-                                                               {L"a b", L"a+b"},
-                                                               {L"a.b", L"a%2Eb"},
-                                                               {L"\t", L"%9"},
-                                                               {L"\n", L"%A"},
-                                                               {L"az AZ 09", L"az+AZ+09"},
-                                                               {L"QY_Version", L"QY%5FVersion"},
-                                                               {L"dog*, b-ball~", L"dog%2A%2C+b%2Dball%7E"},
-                                                               {L"Ah! My Goddess", L"Ah%21+My+Goddess"},
-                                                               {L"caf\u00E9", L"caf%E9"},
+                                                               {L"azAZ09 /:@[`{", L"azAZ09+%2F%3A%40%5B%60%7B"},
+                                                               {L"\t\n\x0F\x10", L"%9%A%F%10"},
                                                                {L"%", L"%25"},
-                                                               {L"\u00FF+", L"%FF%2B"}};
+                                                               {L"\u00FFcaf\u00E9", L"%FFcaf%E9"}};
     for (const auto& [text, encoded] : cases) EXPECT_EQ(URLEncode(text), encoded);
 }
 
@@ -26,7 +19,6 @@ TEST(Arrays, ShiftLeavesAnArrayOfOneAlone) {
     Strings array;
     EXPECT_EQ(array_shift(array), L"");
     array_push(array, L"first");
-    EXPECT_EQ(array, Strings{L"first"});
     EXPECT_EQ(array_shift(array), L"");
     EXPECT_EQ(array, Strings{L"first"});
     array_push(array, L"second");
@@ -35,35 +27,30 @@ TEST(Arrays, ShiftLeavesAnArrayOfOneAlone) {
 }
 
 TEST(ValidateHTMLHeader, LooksForTheServicesMarkAndLeavesTheBody) {
-    struct Case {
-        std::wstring text;
-        bool genuine;
-        std::wstring left;
-    };
     const std::wstring mark = L"HTTP/1.0 200 OK\r\nResponse-From: VHAPI\r\nX: y";
-    const Case cases[] = {
-        {mark + L"\r\n\r\nbody", true, L"body"},
-        {mark + L"\r\n\r\none\r\n\r\ntwo", true, L"one\r\n\r\ntwo"},
-        {mark + L"\r\n\r\n", true, L""},
-        {mark, false, mark},
-        {L"", false, L""},
-        {L"HTTP/1.0 200 OK\r\n\r\nbody", false, L"body"},
-        {L"response-from: VHAPI\r\n\r\nbody", false, L"body"},
-        {L"Response-From: vhapi\r\n\r\nbody", false, L"body"},
-        {L"Response-From:VHAPI\r\n\r\nbody", false, L"body"},
-        {L"Response-From: VHAPI: really\r\n\r\nbody", false, L"body"},
-        {L"HTTP/1.0 200 OK\n\nResponse-From: VHAPI", false, L"HTTP/1.0 200 OK\n\nResponse-From: VHAPI"},
-    };
-    for (const Case& c : cases) {
-        std::wstring text = c.text;
-        EXPECT_EQ(validateHTMLHeader(text), c.genuine) << std::string(c.text.begin(), c.text.end());
-        EXPECT_EQ(text, c.left);
+    const std::pair<std::wstring, std::wstring> genuine[] = {{mark + L"\r\n\r\none\r\n\r\ntwo", L"one\r\n\r\ntwo"},
+                                                             {mark + L"\r\n\r\n", L""}};
+    for (const auto& [answer, body] : genuine) {
+        std::wstring text = answer;
+        EXPECT_TRUE(validateHTMLHeader(text));
+        EXPECT_EQ(text, body);
+    }
+    for (const wchar_t* header : {L"HTTP/1.0 200 OK", L"response-from: VHAPI", L"Response-From: vhapi",
+                                  L"Response-From:VHAPI", L"Response-From: VHAPI: really"}) {
+        std::wstring text = header + std::wstring(L"\r\n\r\nbody");
+        EXPECT_FALSE(validateHTMLHeader(text));
+        EXPECT_EQ(text, L"body");
+    }
+    for (const std::wstring& whole : {mark, std::wstring(), L"HTTP/1.0 200 OK\n\n" + mark}) {
+        std::wstring text = whole;
+        EXPECT_FALSE(validateHTMLHeader(text));
+        EXPECT_EQ(text, whole) << "without an empty line there is no header";
     }
 }
 
 TEST(IsValidUsername, LetsTheBackslashPass) {
-    for (const wchar_t* name : {L"", L".", L"a_b-c.d", L"Alice99", L"a\\b"}) EXPECT_TRUE(isValidUsername(name)) << name;
-    for (const wchar_t* name : {L"a b", L"a@b", L"\u00E9", L"a/b", L"\u0416"})
+    for (const wchar_t* name : {L"", L".", L"a_b-c.d", L"azAZ09", L"a\\b"}) EXPECT_TRUE(isValidUsername(name)) << name;
+    for (const wchar_t* name : {L"a b", L"a@b", L"\u00E9", L"a/b", L"\u0416", L"a:", L"[", L"`", L"{"})
         EXPECT_FALSE(isValidUsername(name)) << name;
 }
 

@@ -23,7 +23,4 @@ void once(std::function<bool()> holds, std::function<void()> action);
 std::int32_t sitePort();
 void siteListens(std::int32_t port);
 
-/// Puts the mouse cursor somewhere.
-void moveMouse(std::int32_t x, std::int32_t y);
-
 } // namespace person

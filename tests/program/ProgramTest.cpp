@@ -39,7 +39,10 @@ void start() {
 
 } // namespace program
 
-void ProgramTest::SetUp() { program::start(); }
+void ProgramTest::SetUp() {
+    program::start();
+    boxesSeen = 0;
+}
 
 void ProgramTest::TearDown() {
     service.reset();
@@ -64,4 +67,18 @@ void ProgramTest::logIn(bool silent) {
 
 void ProgramTest::tick(int times) {
     for (int i = 0; i < times; ++i) frmMain->tmrMain.Timer();
+}
+
+std::wstring ProgramTest::notice() {
+    if (!frmSlideMessage.isLoaded()) return {};
+    return frmSlideMessage->lblTitle.Caption() + L" | " + frmSlideMessage->lblStatusMsg.Caption();
+}
+
+std::vector<std::wstring> ProgramTest::newBoxes() {
+    const auto all = testDesktop::shownBoxes();
+    std::vector<std::wstring> boxes;
+    for (; boxesSeen < all.size(); ++boxesSeen)
+        boxes.push_back(all[boxesSeen].title + L" | " + std::to_wstring(all[boxesSeen].style) + L" | " +
+                        all[boxesSeen].text);
+    return boxes;
 }

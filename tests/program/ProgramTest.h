@@ -7,8 +7,11 @@
 
 #include "api/CVHAPI.h"
 #include "api/accountSettings.h"
+#include "api/modXML.h"
 #include "core/modMisc.h"
 #include "core/modRegistry.h"
+#include "platform/Files.h"
+#include "platform/Input.h"
 #include "program/Person.h"
 #include "program/Service.h"
 #include "scheduler/CTimerFunctions.h"
@@ -22,6 +25,11 @@
 #include "ui/frmQuickStart.h"
 #include "ui/frmSlideMessage.h"
 #include "ui/windows.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
 
 /// The whole program on a fresh desktop, as its start leaves it when nobody has logged in yet: windows loaded, the
 /// scheduler standing, the login window put aside. The clock stands still; a test ticks the scheduler itself.
@@ -41,6 +49,13 @@ protected:
     /// Reads a setting of the account that is logged in, "(none)" if it was never written.
     static std::wstring setting(const std::wstring& key) { return getAccountSetting(key, L"(none)"); }
 
+    /// The notice that is up, as "title | text"; empty for none.
+    static std::wstring notice();
+
+    /// The message boxes since the last call, each as "title | style | text".
+    std::vector<std::wstring> newBoxes();
+
 private:
     std::unique_ptr<Service> service;
+    std::size_t boxesSeen = 0;
 };

@@ -1,25 +1,14 @@
 #include "program/Service.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "program/Person.h"
 
-namespace {
-
-std::string littleEndian(std::uint32_t value, int bytes) {
-    std::string text;
-    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i));
-    return text;
-}
-
-} // namespace
-
 std::string samplePicture() {
-    const std::string rows("\x10\x20\x30\x10\x20\x30\0\0\x10\x20\x30\x10\x20\x30\0\0", 16); // 2 by 2, padded
-    return "BM" + littleEndian(54 + 16, 4) + littleEndian(0, 4) + littleEndian(54, 4) + littleEndian(40, 4) +
-           littleEndian(2, 4) + littleEndian(2, 4) + littleEndian(1, 2) + littleEndian(24, 2) + littleEndian(0, 4) +
-           littleEndian(16, 4) + std::string(16, '\0') + rows;
+    const std::string header("BM\x46\0\0\0\0\0\0\0\x36\0\0\0", 14);
+    const std::string sizes("\x28\0\0\0\2\0\0\0\2\0\0\0\1\0\x18\0\0\0\0\0\x10\0\0\0", 24); // 2 by 2, of 24 bits
+    const std::string row("\x10\x20\x30\x10\x20\x30\0\0", 8);                                // padded
+    return header + sizes + std::string(16, '\0') + row + row;
 }
 
 Service::Service() { comeBack(); }

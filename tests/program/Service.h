@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -74,5 +72,5 @@ private:
     std::vector<std::shared_ptr<Peer>> peers;
 };
 
-/// A picture file of one colour, as the site would send it.
+/// A bitmap file of one colour, as the site would send it.
 std::string samplePicture();

@@ -1,4 +1,3 @@
-#include "api/modXML.h"
 #include "program/ProgramTest.h"
 
 namespace {
@@ -35,24 +34,22 @@ TEST_F(Request, PutsTheChoicesIntoTheirFixedOrder) {
     EXPECT_EQ(query(), "vh.wallpapers.browse" + head + "3" + random + "&member=Alice" + version);
 
     toggleSourceTabs(1);
+    EXPECT_EQ(query(), "vh.wallpapers.browse" + head + "3" + random + "&tag=" + version);
     frmMain->txtTagName.Text = L"dog*, b-ball";
     frmOptions->txtRating.Text = L"+5";
     EXPECT_EQ(query(), "vh.wallpapers.browse" + head + "%2B5" + random + "&tag=dog%2A%2C+b%2Dball" + version);
     frmOptions->txtRating.Text = L"";
 
     toggleSourceTabs(2);
-    struct Case {
-        const wchar_t *gallery, *category;
-        std::string source;
-    };
-    const Case cases[] = {{L"All Galleries", L"All Categories", ""},
-                          {L"All Galleries", L"Lakes", ""},
-                          {L"Nature", L"All Categories", "&gallery=Nature"},
-                          {L"Nature", L"Ah! My Goddess", "&gallery=Nature&category=Ah%21+My+Goddess"}};
-    for (const Case& c : cases) {
-        frmMain->cboGallery.Text = c.gallery;
-        frmMain->cboCategory.Text = c.category;
-        EXPECT_EQ(query(), "vh.wallpapers.browse" + head + random + c.source + version);
+    const std::tuple<const wchar_t*, const wchar_t*, std::string> cases[] = {
+        {L"All Galleries", L"All Categories", ""},
+        {L"All Galleries", L"Lakes", ""},
+        {L"Nature", L"All Categories", "&gallery=Nature"},
+        {L"Nature", L"Ah! My Goddess", "&gallery=Nature&category=Ah%21+My+Goddess"}};
+    for (const auto& [gallery, category, source] : cases) {
+        frmMain->cboGallery.Text = gallery;
+        frmMain->cboCategory.Text = category;
+        EXPECT_EQ(query(), "vh.wallpapers.browse" + head + random + source + version);
     }
     activeTab = 9;
     EXPECT_EQ(query(), "vh.wallpapers.browse" + head + random + version);
@@ -91,76 +88,40 @@ TEST_F(Request, RestartsTheIntervalOnlyIfItGoesAhead) {
     EXPECT_EQ(secondsSinceChange, 0);
 }
 
-TEST_F(Request, AForcedRotationEndsAnOutageIfItCan) {
-    gAPI->apiNetworkOutage = true;
-    gTimers->Active_NetworkRetry = true;
-    gAPI->apiForced = true;
-    EXPECT_THAT(query(), testing::StartsWith("vh.wallpapers"));
-    EXPECT_FALSE(gAPI->apiNetworkOutage);
-    EXPECT_TRUE(gTimers->Active_NetworkRetry) << "until its own next firing";
-}
-
-TEST_F(Request, AForcedRotationAnnouncesAnOutageAfresh) {
-    site().goAway();
-    gAPI->apiNetworkOutage = true;
-    frmSlideMessage.discard();
-    gAPI->apiForced = true;
-    timerTick = 12;
-    gAPI->RotateWallpaper();
-    EXPECT_TRUE(gAPI->apiNetworkOutage);
-    EXPECT_TRUE(frmSlideMessage.isLoaded());
-    EXPECT_EQ(frmSlideMessage->lblTitle.Caption(), L"Quillory - Connection Issue");
-    EXPECT_EQ(Start_NetworkRetry, 12);
-}
-
 TEST_F(Request, AnEmptySourceIsToldOnceInItsOwnWords) {
-    const std::wstring head = L"Quillory couldn't find any wallpapers matching your settings!\r\n\r\n";
+    const std::wstring head =
+        L"Quillory - No matching wallpapers! | Quillory couldn't find any wallpapers matching your "
+        L"settings!\r\n\r\n";
     const std::wstring cropped = L"make sure they have been cropped to your resolution and have at least a ";
-    struct Case {
-        int tab;
-        bool favorites, uploads;
-        const wchar_t* rating;
-        std::wstring message;
-    };
-    const Case cases[] = {
+    const std::tuple<int, bool, bool, std::wstring, std::wstring> cases[] = {
         {2, true, false, L"5",
-         L"Check that your selected category contains wallpapers that have been cropped to your resolution and have at "
-         L"least a "
-         L"5+ rating (via your settings)."},
-        {1, true, false, L"0",
-         L"Check that wallpapers marked with your exact tag exist on Velvet Harbor, then " + cropped +
-             L"0 rating (via your settings)."},
-        {0, true, false, L"-3",
-         L"Check that the selected member has favorited some wallpapers, then " + cropped +
-             L"-3 rating (via your settings)."},
-        {0, false, true, L"1.5",
-         L"Check that the selected member has uploaded some wallpapers, then " + cropped +
-             L"1.5+ rating (via your settings)."},
-        {7, true, false, L"5", L""},
-        {0, false, false, L"5", L""},
-    };
-    for (const Case& c : cases) {
+         L"your selected category contains wallpapers that have been cropped to your resolution and have at least a "
+         L"5+"},
+        {1, true, false, L"0", L"wallpapers marked with your exact tag exist on Velvet Harbor, then " + cropped + L"0"},
+        {0, true, false, L"-3", L"the selected member has favorited some wallpapers, then " + cropped + L"-3"},
+        {0, false, true, L"1.5", L"the selected member has uploaded some wallpapers, then " + cropped + L"1.5+"},
+        {7, true, true, L"5", L""},
+        {0, false, false, L"5", L""}};
+    for (const auto& [tab, favorites, uploads, rating, what] : cases) {
         noWallpapersExist = false;
         frmSlideMessage.discard();
-        activeTab = c.tab;
-        frmMain->optMemberFavorites.Value = c.favorites;
-        frmMain->optMemberUploads.Value = c.uploads;
-        frmOptions->txtRating.Text = c.rating;
+        activeTab = tab;
+        frmMain->optMemberFavorites.Value = favorites;
+        frmMain->optMemberUploads.Value = uploads;
+        frmOptions->txtRating.Text = rating;
         NoWallpapersExist();
         EXPECT_TRUE(noWallpapersExist);
-        EXPECT_EQ(frmSlideMessage->lblTitle.Caption(), L"Quillory - No matching wallpapers!");
-        EXPECT_EQ(frmSlideMessage->lblStatusMsg.Caption(), head + c.message);
+        EXPECT_EQ(notice(), what.empty() ? head : head + L"Check that " + what + L" rating (via your settings).");
     }
     frmSlideMessage.discard();
     NoWallpapersExist();
-    EXPECT_FALSE(frmSlideMessage.isLoaded()) << "once";
+    EXPECT_EQ(notice(), L"") << "once";
 
     noWallpapersExist = false;
     frmOptions->txtRating.Text = L"many";
     NoWallpapersExist();
     EXPECT_FALSE(noWallpapersExist);
-    EXPECT_THAT(frmSlideMessage->lblStatusMsg.Caption(),
-                testing::StartsWith(L"In Function NoWallpapersExist, modXML\r\n[13] Type mismatch\r\nI"));
+    EXPECT_THAT(notice(), HasSubstr(L"In Function NoWallpapersExist, modXML\r\n[13] Type mismatch\r\n"));
 }
 
 } // namespace

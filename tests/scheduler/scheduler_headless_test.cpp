@@ -30,7 +30,8 @@ TEST_F(WaitingJobs, ALoginThatIsNotAnsweredShowsOneBoxHoweverLongItIsLeft) {
     tick(11);
     EXPECT_EQ(headless::boxes.size(), 1u);
     EXPECT_TRUE(gAPI->apiNetworkOutage);
-    EXPECT_TRUE(frmLogin->cmdLogin.Enabled);
+    tick(60);
+    EXPECT_EQ(headless::boxes.size(), 1u) << "nor does the watchdog bark again";
 }
 
 TEST_F(WaitingJobs, AConnectionThatTakesLongIsNotStartedAgainAndLogsInOnce) {
@@ -77,13 +78,49 @@ TEST_F(WaitingJobs, AConnectionThatComesAndGoesEndsTheWait) {
     EXPECT_TRUE(gAPI->apiNetworkOutage);
 }
 
-TEST_F(WaitingJobs, ALockedDesktopCountsAsAMouseThatDoesNotMove) {
-    person::moveMouse(100, 100);
-    gTimers->TimerFunc_CheckIdle();
-    idleHold = true;
+TEST_F(ProgramTest, RotationsAreHeldAfterTwoAndAHalfIntervalsWithoutTheMouse) {
+    const auto check = [](int times) {
+        for (int i = 0; i < times; ++i) gTimers->TimerFunc_CheckIdle();
+    };
+    const auto haveRun = [this](std::size_t times) {
+        return testDesktop::pumpUntil([&] { return site().count("method=vh.wallpapers") == times; });
+    };
+    logIn();
+    changeInterval = 600;
+    headless::state.cursor = {100, 100};
+    check(1);   // sees a movement from (0, 0)
+    check(151); // a quarter of the interval counts the checks, and one more finds them spent
+    EXPECT_TRUE(gTimers->Active_ChangeWallpaper && !idleHold);
+    check(1);
+    EXPECT_TRUE(idleHold && !gTimers->Active_ChangeWallpaper);
+    EXPECT_TRUE(haveRun(1)) << "once more before the hold";
     headless::state.cursor.reset();
-    gTimers->TimerFunc_CheckIdle();
+    check(5);
+    EXPECT_TRUE(idleHold) << "a locked desktop counts as a mouse that does not move";
+
+    timerTick = 42;
+    headless::state.cursor = {100, 101};
+    check(1);
+    EXPECT_TRUE(gTimers->Active_ChangeWallpaper && !idleHold);
+    EXPECT_EQ(Start_ChangeWallpaper, 42);
+    check(151);
+    EXPECT_FALSE(idleHold) << "the checks start from none";
+    gTimers->Active_ChangeWallpaper = false;
+    headless::state.cursor = {101, 101};
+    check(1);
+    EXPECT_FALSE(gTimers->Active_ChangeWallpaper) << "not held, nothing to resume";
+    frmOptions->chkFreeze.Value = 1;
+    check(1000);
+    EXPECT_FALSE(idleHold) << "a frozen wallpaper is left alone";
+    frmOptions->chkFreeze.Value = 0;
+    gTimers->Active_SockTimeout = false;
+    Start_CheckIdle = 0;
+    timerTick = 10;
+    tick(30 * 60 + 10); // five checks in each minute, and one
+    EXPECT_FALSE(idleHold);
+    tick();
     EXPECT_TRUE(idleHold);
+    EXPECT_TRUE(haveRun(2));
 }
 
 } // namespace

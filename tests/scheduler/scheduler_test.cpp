@@ -2,19 +2,17 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 class Scheduler : public ProgramTest {
 protected:
-    /// Ticks through whole cycles from tick 0 and tells at which ticks of the last one `counter` has moved.
-    std::vector<int> ticksThatMove(const std::int32_t& counter) {
+    /// Ticks through whole cycles from tick 0 and tells at which ticks of the last one the count has moved.
+    std::vector<int> ticksThatCount() {
         timerTick = 0;
         tick(60);
         std::vector<int> moved;
         for (int i = 0; i < 60; ++i) {
-            const std::int32_t before = counter;
+            const std::int32_t before = secondsSinceChange;
             tick();
-            if (counter != before) moved.push_back(i);
+            if (secondsSinceChange != before) moved.push_back(i);
         }
         return moved;
     }
@@ -27,40 +25,23 @@ TEST_F(Scheduler, CountsOnlyAtTicksBehindItsStartInEachCycle) {
         Start_ChangeWallpaper = start;
         std::vector<int> expected;
         for (int i = start + 1; i < 60; ++i) expected.push_back(i);
-        EXPECT_EQ(ticksThatMove(secondsSinceChange), expected) << "start " << start;
+        EXPECT_EQ(ticksThatCount(), expected) << "start " << start;
     }
-    gTimers->Active_ChangeWallpaper = false;
-    EXPECT_TRUE(ticksThatMove(secondsSinceChange).empty());
-}
-
-TEST_F(Scheduler, AnIntervalOfThreeHoursTakesThreeMoreMinutes) {
-    changeInterval = 10800;
-    gTimers->Active_ChangeWallpaper = true;
-    gAPI->apiForced = true;
-    timerTick = 1; // the scheduler rests in tick 0 of each minute
-    int ticks = 0;
-    while (gAPI->apiForced && ticks < 20000) {
-        tick();
-        ++ticks;
-    }
-    EXPECT_NEAR(ticks, 183 * 60, 60);
-    EXPECT_EQ(secondsSinceChange, 0);
-}
-
-TEST_F(Scheduler, AnEmptySourceStopsTheCount) {
-    changeInterval = 1000;
-    gTimers->Active_ChangeWallpaper = true;
+    Start_ChangeWallpaper = 0;
     noWallpapersExist = true;
-    EXPECT_TRUE(ticksThatMove(secondsSinceChange).empty());
+    EXPECT_TRUE(ticksThatCount().empty()) << "an empty source";
+    noWallpapersExist = false;
+    gTimers->TimerInit();
+    EXPECT_TRUE(ticksThatCount().empty()) << "no job is on";
 }
 
-/// The watchdog calls once, at the first of its ticks, or never if the request came in the last ten.
+/// A job barks once, at the first of its ticks, or never if it was armed too late in the cycle.
 TEST_F(Scheduler, TheWatchdogBarksTenTicksLaterIfTheCycleHasThem) {
     gAPI->apiLoggedIn = true;
     const std::pair<int, int> cases[] = {{5, 15}, {0, 10}, {49, 59}, {50, -1}, {55, -1}, {59, -1}};
     for (const auto& [start, barks] : cases) {
         gAPI->apiNetworkOutage = false;
-        gTimers->Active_NetworkRetry = false;
+        gTimers->TimerInit();
         timerTick = start;
         Start_SockTimeout = static_cast<std::int16_t>(start);
         gTimers->Active_SockTimeout = true;
@@ -72,78 +53,30 @@ TEST_F(Scheduler, TheWatchdogBarksTenTicksLaterIfTheCycleHasThem) {
         }
         EXPECT_EQ(seen, barks) << "armed at " << start;
         EXPECT_EQ(gTimers->Active_SockTimeout, barks < 0);
-        gTimers->Active_SockTimeout = false;
     }
 }
 
-TEST_F(Scheduler, ShowsTheCountdownOnlyWhileTheOptionsAreOpen) {
-    changeInterval = 10800;
-    gTimers->Active_ChangeWallpaper = true;
+/// The scheduler rests in tick 0 of each minute, so that an interval takes longer than its name.
+TEST_F(Scheduler, RotatesWhenTheIntervalHasBeenCountedAndBeginsItAnew) {
+    logIn();
+    changeInterval = 600;
     timerTick = 1;
-    tick();
-    EXPECT_EQ(frmOptions->lblNextRotation.Caption(), L"Not Running");
+    frmOptions->lblNextRotation.Caption = L"Not Running";
+    tick(609);
+    EXPECT_EQ(secondsSinceChange, 599);
+    EXPECT_EQ(frmOptions->lblNextRotation.Caption(), L"Not Running") << "nobody looks";
     frmOptions->Show();
+    gAPI->apiForced = true;
     tick();
-    EXPECT_EQ(frmOptions->lblNextRotation.Caption(), L"2:59:58");
-}
+    EXPECT_EQ(frmOptions->lblNextRotation.Caption(), L"0:00:00");
+    EXPECT_EQ(secondsSinceChange, 0);
+    EXPECT_FALSE(gAPI->apiForced);
+    EXPECT_TRUE(testDesktop::pumpUntil([&] { return site().count("method=vh.wallpapers") == 1; }));
 
-class Idle : public Scheduler {
-protected:
-    void SetUp() override {
-        Scheduler::SetUp();
-        logIn();
-        gTimers->Active_CheckIdle = gTimers->Active_ChangeWallpaper = true;
-        changeInterval = 600;
-        moveMouse(100, 100);
-        gTimers->TimerFunc_CheckIdle(); // sees a movement from (0, 0)
-    }
-    static void check(int times) {
-        for (int i = 0; i < times; ++i) gTimers->TimerFunc_CheckIdle();
-    }
-    static void moveMouse(int x, int y) { person::moveMouse(x, y); }
-    bool hasRotated(std::size_t times) {
-        return testDesktop::pumpUntil([&] { return site().count("method=vh.wallpapers") == times; });
-    }
-};
-
-TEST_F(Idle, HoldsAfterTwoAndAHalfIntervalsAndResumesWhereItIsWoken) {
-    check(151); // a quarter of the interval counts the checks, and one more finds them spent
-    EXPECT_FALSE(idleHold);
-    EXPECT_TRUE(gTimers->Active_ChangeWallpaper);
-    check(1);
-    EXPECT_TRUE(idleHold);
-    EXPECT_FALSE(gTimers->Active_ChangeWallpaper);
-    EXPECT_TRUE(hasRotated(1)) << "once more before the hold";
-    check(5);
-    EXPECT_TRUE(idleHold);
-
-    timerTick = 42;
-    moveMouse(100, 101);
-    check(1);
-    EXPECT_FALSE(idleHold);
-    EXPECT_TRUE(gTimers->Active_ChangeWallpaper);
-    EXPECT_EQ(Start_ChangeWallpaper, 42);
-    check(151);
-    EXPECT_FALSE(idleHold) << "the checks start from none";
-    check(1);
-    EXPECT_TRUE(idleHold);
-    EXPECT_TRUE(hasRotated(2));
-}
-
-TEST_F(Idle, LeavesAFrozenWallpaperAlone) {
-    frmOptions->chkFreeze.Value = 1;
-    check(1000);
-    EXPECT_FALSE(idleHold);
-}
-
-TEST_F(Scheduler, KnowsItsJobsByTheirNames) {
-    EXPECT_THAT(gTimers->TimerFunctionsCol,
-                ElementsAre(L"1-ChangeWallpaper", L"10-CheckIdle", L"10-SockTimeout", L"30-NetworkRetry"));
-    gTimers->Active_CheckIdle = true;
-    Start_CheckIdle = 7;
-    gTimers->TimerInit();
-    EXPECT_FALSE(gTimers->Active_CheckIdle);
-    EXPECT_EQ(Start_CheckIdle, 0);
+    gAPI->apiDownloadingUpdate = true;
+    secondsSinceChange = 599;
+    tick();
+    EXPECT_EQ(secondsSinceChange, 0) << "declined, and not tried again before its time";
 }
 
 TEST(FormattedTime, CountsDaysApart) {
@@ -151,11 +84,13 @@ TEST(FormattedTime, CountsDaysApart) {
                                                              {5, L"0:00:05"},
                                                              {59, L"0:00:59"},
                                                              {60, L"0:01:00"},
+                                                             {3599, L"0:59:59"},
+                                                             {3600, L"1:00:00"},
                                                              {10799, L"2:59:59"},
                                                              {86399, L"23:59:59"},
                                                              {86400, L"1 Day, 0:00:00"},
                                                              {90061, L"1 Day, 1:01:01"},
-                                                             {3 * 86400 + 600, L"3 Days, 0:10:00"},
+                                                             {2 * 86400 + 600, L"2 Days, 0:10:00"},
                                                              {-7, L"0:00:-07"}};
     for (const auto& [left, text] : cases) {
         changeInterval = 1000;

@@ -1,6 +1,5 @@
 #include <cmath>
 
-#include "api/modXML.h"
 #include "platform/win32/ToolkitArt.h"
 #include "program/ProgramTest.h"
 
@@ -8,118 +7,75 @@ namespace {
 
 using platform::win32::textSize;
 
-/// Measures texts in the font that they are drawn in, as a screen of any density would show them.
-class Fit : public ProgramTest {
-protected:
-    void SetUp() override {
-        ProgramTest::SetUp();
-        gAPI->apiUsername = L"alice";
-        frmDownloading.Load();
-        frmQuickStart.Load();
-        frmSlideMessage.Load();
+/// Fails for a text that is cut at the right or below, in the font that it is drawn in, on a screen of any density.
+void expectFits(const std::wstring& text, const TextStyle& style, double width, double height) {
+    if (text.empty()) return;
+    for (const int dpi : {96, 120, 144, 192}) {
+        const auto pixels = [dpi](double design) { return static_cast<int>(std::lround(design * dpi / 96)); };
+        const SIZE needed = textSize(text, style, pixels(width), dpi);
+        const LONG lines = needed.cy / textSize(L"Ag", style, 10'000, dpi).cy;
+        const auto tallestLine = static_cast<LONG>(std::ceil(style.points * dpi / 72 * 4 / 3)); // of the usual fonts
+        const std::string what = std::string(text.begin(), text.end()) + " at " + std::to_string(dpi) + " dpi";
+        EXPECT_LE(needed.cx, pixels(width)) << what;
+        EXPECT_LE(std::max(needed.cy, lines * tallestLine), pixels(height)) << what;
     }
-
-    static int pixels(double design, int dpi) { return static_cast<int>(std::lround(design * dpi / 96)); }
-
-    static LONG lineHeight(const TextStyle& style, int dpi) { return textSize(L"Ag", style, 10'000, dpi).cy; }
-
-    /// The lines of the tallest font of those that the program may be shown in: its lines are 4/3 of its size high.
-    static int tallest(LONG lines, const TextStyle& style, int dpi) {
-        return static_cast<int>(lines * std::ceil(style.points * dpi / 72 * 4 / 3));
-    }
-
-    /// Fails for a text that is cut at the right or below.
-    static void expectFits(const std::wstring& text, const TextStyle& style, double width, double height) {
-        if (text.empty()) return;
-        for (const int dpi : {96, 120, 144, 192}) {
-            const SIZE needed = textSize(text, style, pixels(width, dpi), dpi);
-            const LONG lines = needed.cy / lineHeight(style, dpi);
-            const std::string what = narrow(text) + " at " + std::to_string(dpi) + " dpi";
-            EXPECT_LE(needed.cx, pixels(width, dpi)) << what;
-            EXPECT_LE(needed.cy, pixels(height, dpi)) << what;
-            EXPECT_LE(tallest(lines, style, dpi), pixels(height, dpi)) << what << " in " << lines << " lines";
-        }
-    }
-    static void expectFits(const Label& label, const std::wstring& text) {
-        expectFits(text, label.style, label.Width, label.Height);
-    }
-    static void expectFits(const Label& label) { expectFits(label, label.Caption); }
-
-    static void expectControlFits(const Control& control) {
-        constexpr double mark = 13;
-        constexpr double gap = 4;
-        constexpr double comboFrame = 17 + 2 * 6; // its button, and the space around the text
-        const TextStyle native;
-        if (const auto* label = dynamic_cast<const Label*>(&control))
-            expectFits(*label);
-        else if (const auto* picture = dynamic_cast<const PictureBox*>(&control))
-            expectFits(picture->Caption, picture->style, control.Width - picture->captionInset, control.Height);
-        else if (const auto* option = dynamic_cast<const OptionButton*>(&control))
-            expectFits(option->Caption, native, control.Width - mark - gap, control.Height);
-        else if (const auto* check = dynamic_cast<const CheckBox*>(&control))
-            expectFits(check->Caption, native, control.Width - mark - gap, control.Height);
-        else if (const auto* combo = dynamic_cast<const ComboBox*>(&control))
-            for (const std::wstring& entry : combo->List())
-                expectFits(entry, native, control.Width - comboFrame, control.Height);
-    }
-
-    static std::string narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
-};
-
-TEST_F(Fit, NoTextOfAWindowIsCut) {
-    for (const Form* form : openForms())
-        for (const Control* control : form->controls()) expectControlFits(*control);
 }
 
-TEST_F(Fit, NoTextThatComesLaterIsCut) {
-    for (const auto title :
-         {L"Quillory - Connecting to Velvet Harbor...", L"Quillory - Downloading Update...",
-          L"Quillory - Corrupt update detected! Retrying download...", L"Quillory - Verifying update file ...",
-          L"Download completed. Updating..."})
-        expectFits(frmDownloading->lblHeaderTitle, title);
+void expectFits(const Label& label, const std::wstring& text) {
+    expectFits(text, label.style, label.Width, label.Height);
+}
+
+void expectControlFits(const Control& control) {
+    constexpr double mark = 13 + 4;           // of an option or a check, with the gap behind it
+    constexpr double comboFrame = 17 + 2 * 6; // its button, and the space around the text
+    if (const auto* label = dynamic_cast<const Label*>(&control))
+        expectFits(*label, label->Caption);
+    else if (const auto* picture = dynamic_cast<const PictureBox*>(&control))
+        expectFits(picture->Caption, picture->style, control.Width - picture->captionInset, control.Height);
+    else if (const auto* option = dynamic_cast<const OptionButton*>(&control))
+        expectFits(option->Caption, {}, control.Width - mark, control.Height);
+    else if (const auto* check = dynamic_cast<const CheckBox*>(&control))
+        expectFits(check->Caption, {}, control.Width - mark, control.Height);
+    else if (const auto* combo = dynamic_cast<const ComboBox*>(&control))
+        for (const std::wstring& entry : combo->List())
+            expectFits(entry, {}, control.Width - comboFrame, control.Height);
+}
+
+TEST_F(ProgramTest, NoTextOfAWindowIsCut) {
+    frmDownloading.Load();
+    frmQuickStart.Load();
+    frmSlideMessage.Load(); // nobody has written on it
+    for (const Form* form : openForms())
+        for (const Control* control : form->controls()) expectControlFits(*control);
+
+    expectFits(frmDownloading->lblHeaderTitle, L"Quillory - Corrupt update detected! Retrying download...");
     expectFits(frmOptions->lblNextRotation, L"500 Days, 23:59:59");
-    const std::wstring longName(32, L'w');
-    expectFits(frmOptions->lblLoggedIn, longName);
+    expectFits(frmOptions->lblLoggedIn, std::wstring(32, L'w'));
     expectFits(frmMain->lblFavoriteWhere, L"http://members.velvetharbor.example/wonderful_amber/favorites/");
 }
 
-TEST_F(Fit, NoNoticeIsCut) {
-    const auto expectNoticeFits = [](const std::function<void()>& raise) {
-        frmSlideMessage.discard();
-        raise();
-        ASSERT_TRUE(frmSlideMessage.isLoaded());
-        expectFits(frmSlideMessage->lblTitle);
-        expectFits(frmSlideMessage->lblStatusMsg);
-    };
-    expectNoticeFits([] { frmSlideMessage.Load(); }); // nobody has written on it
-    expectNoticeFits([] { minimizeToTray(); });
-    expectNoticeFits([] {
-        gAPI->apiLoggedIn = true;
-        gAPI->apiSetNetworkOutage();
-    });
-    expectNoticeFits([] { gAPI->APIHandleError(901, {}); });
-    expectNoticeFits([] { gAPI->APIHandleError(950, {}); });
-    expectNoticeFits([] { gAPI->APIHandleError(512, L"The service is closed for maintenance until tomorrow"); });
-    for (const bool favorites : {true, false})
-        for (activeTab = 0; activeTab < 3; ++activeTab) {
-            frmMain->optMemberFavorites.Value = favorites;
-            frmMain->optMemberUploads.Value = !favorites;
-            frmOptions->txtRating.Text = L"-99";
-            noWallpapersExist = false;
-            expectNoticeFits([] { NoWallpapersExist(); });
-        }
-    expectNoticeFits([] {
-        frmSlideMessage->slideSysError(L"Function DownloadAndChangeWallpaper, CVHAPI", 457,
-                                       L"This key is already associated with an element of this collection");
-    });
-
-    // Answers that are none of the service's.
-    for (const char* answer : {"HTTP/1.0 200 OK\n\n", "Welcome to this airport\nPay for the network"}) {
-        site().replies = {{"method=vh.getGalleries", {.segments = {answer}}}};
-        expectNoticeFits([] {
+TEST_F(ProgramTest, NoNoticeIsCut) {
+    site().replies = {{"method=vh.getGalleries", {.segments = {"Welcome to this airport\nPay for the network"}}}};
+    gAPI->apiLoggedIn = true;
+    activeTab = 1; // the longest of its sentences
+    const std::function<void()> raise[] = {
+        [] { minimizeToTray(); },
+        [] { gAPI->apiSetNetworkOutage(); },
+        [] { gAPI->APIHandleError(901, {}); },
+        [] { gAPI->APIHandleError(950, {}); },
+        [] { gAPI->APIHandleError(512, L"The service is closed for maintenance until tomorrow"); },
+        [] { NoWallpapersExist(); },
+        [] { slideError(L"Function DownloadAndChangeWallpaper, CVHAPI", RunTimeError(errors::duplicateKey)); },
+        [] { // none of the service's answers
             getGalleries();
             testDesktop::pumpUntil([] { return frmSlideMessage.isLoaded(); });
-        });
+        }};
+    for (const auto& next : raise) {
+        frmSlideMessage.discard();
+        next();
+        ASSERT_TRUE(frmSlideMessage.isLoaded());
+        expectControlFits(frmSlideMessage->lblTitle);
+        expectControlFits(frmSlideMessage->lblStatusMsg);
     }
 }
 

@@ -1,6 +1,5 @@
 #include <optional>
 
-#include "platform/Input.h"
 #include "platform/headless/Loop.h"
 #include "platform/headless/Toolkit.h"
 #include "program/ProgramTest.h"
@@ -8,19 +7,6 @@
 // Two windows at a time: one is up, another comes. What waits for an answer lies in front and has the keyboard.
 
 namespace {
-
-using Action = void (*)();
-
-struct Pair {
-    const char* name;
-    Action up;            // returns when what is up has been answered
-    Action comes;         // meanwhile
-    const wchar_t* front; // meanwhile: a form or the title of a box
-    bool usable;          // meanwhile: the main window
-    const wchar_t* frontAfter;
-    bool usableAfter;
-    std::size_t questions; // boxes in all
-};
 
 class Pairs : public ProgramTest {
 protected:
@@ -41,35 +27,22 @@ protected:
 
 void tagBox() { Input::press(frmMain->picSave); }
 void exitQuestion() { frmMain->exitQuillory(false); }
-void exitQuestionFromTray() {
-    minimizeToTray();
-    frmMain->exitQuillory(false);
-}
 void exitQuestionAtLogin() {
     frmMain->Hide();
     frmLogin->Show();
     Input::press(frmLogin->picCloseX);
 }
 void guide() { frmQuickStart->Show(Modality::modal, &*frmMain); }
-void guideFromTray() {
-    minimizeToTray();
-    guide();
-}
-void menu() {
-    minimizeToTray();
-    frmPopupMenu->MouseMove(0, 0, 517 * screen::TwipsPerPixelX(), 0);
-}
+void menu() { frmPopupMenu->MouseMove(0, 0, 517 * screen::TwipsPerPixelX(), 0); }
 
 // What comes
 
 void doubleClick() { frmPopupMenu->MouseMove(0, 0, 515 * screen::TwipsPerPixelX(), 0); }
-void rotationBegins() { frmMain->Enabled = false; }
 void rotationEnds() {
     frmMain->Enabled = false;
     frmMain->Enabled = true;
 }
 void optionsButton() { Input::press(frmMain->picOptions); }
-void saveButton() { Input::press(frmMain->picSave); }
 void loginAnswer() {
     frmLogin->Hide();
     frmMain->Show();
@@ -79,57 +52,47 @@ void progressWindow() {
     frmDownloading->Show(Modality::modeless, &*frmMain);
     platform::setForegroundWindow(frmDownloading->hWnd());
 }
-void forcedOptions() {
-    frmOptions->Show();
-    platform::setForegroundWindow(frmOptions->hWnd());
-}
 void refusedLogin() { gAPI->APIHandleError(75, L""); }
 
 constexpr const wchar_t* tag = L"Invalid Character";
 constexpr const wchar_t* leaving = L"Confirm Exit";
 constexpr const wchar_t* refused = L"Invalid Username/Password";
 
+using Action = void (*)();
+using Pair = std::tuple<const char*, bool, Action, Action, const wchar_t*, const wchar_t*, std::size_t>;
+
+// Whether the main window is in the tray, what is up, what comes, what lies in front meanwhile and afterwards, as a
+// form or the title of a box, and the boxes in all.
 const Pair pairs[] = {
-    {"a rotation ends under a box", tagBox, rotationEnds, tag, false, L"frmMain", true, 1},
-    {"a rotation begins under a box", tagBox, rotationBegins, tag, false, L"frmMain", false, 1},
-    {"a button beneath a box", tagBox, optionsButton, tag, false, L"frmMain", true, 1},
-    {"a button beneath a box, and a rotation", tagBox,
-     [] {
-         rotationEnds();
-         saveButton();
-     },
-     tag, false, L"frmMain", true, 1},
-    {"a box over a box", tagBox, exitQuestion, leaving, false, L"frmMain", true, 2},
-    {"the same question again", exitQuestionFromTray, exitQuestion, leaving, false, L"", true, 1},
-    {"the icon beside a question", exitQuestionFromTray, doubleClick, leaving, false, L"frmMain", true, 1},
-    {"another window beside a question", exitQuestion, forcedOptions, leaving, false, L"frmOptions", true, 1},
-    {"a download beside a question", exitQuestion, progressWindow, leaving, false, L"frmDownloading", true, 1},
-    {"an answer beneath a question", exitQuestionAtLogin, loginAnswer, leaving, false, L"frmMain", true, 1},
-    {"the icon beside the guide", guideFromTray, doubleClick, L"frmQuickStart", false, L"frmMain", true, 0},
-    {"a question over the guide", guide, exitQuestion, leaving, false, L"frmMain", true, 1},
-    {"a download beside the guide", guide, progressWindow, L"frmQuickStart", false, L"frmDownloading", true, 0},
-    {"a refused login over the guide", guideFromTray, refusedLogin, refused, false, L"frmLogin", true, 1},
-    {"the guide over a box", tagBox, guide, L"frmQuickStart", false, L"frmMain", true, 1},
-    {"a refused login over the menu", menu, refusedLogin, refused, false, L"frmLogin", true, 1},
+    {"a rotation ends under a box", false, tagBox, rotationEnds, tag, L"frmMain", 1},
+    {"a button beneath a box", false, tagBox, optionsButton, tag, L"frmMain", 1},
+    {"a box over a box", false, tagBox, exitQuestion, leaving, L"frmMain", 2},
+    {"the same question again", true, exitQuestion, exitQuestion, leaving, L"", 1},
+    {"the icon beside a question", true, exitQuestion, doubleClick, leaving, L"frmMain", 1},
+    {"a download beside a question", false, exitQuestion, progressWindow, leaving, L"frmDownloading", 1},
+    {"an answer beneath a question", false, exitQuestionAtLogin, loginAnswer, leaving, L"frmMain", 1},
+    {"the icon beside the guide", true, guide, doubleClick, L"frmQuickStart", L"frmMain", 0},
+    {"a question over the guide", false, guide, exitQuestion, leaving, L"frmMain", 1},
+    {"a download beside the guide", false, guide, progressWindow, L"frmQuickStart", L"frmDownloading", 0},
+    {"a refused login over the guide", true, guide, refusedLogin, refused, L"frmLogin", 1},
+    {"the guide over a box", false, tagBox, guide, L"frmQuickStart", L"frmMain", 1},
+    {"a refused login over the menu", true, menu, refusedLogin, refused, L"frmLogin", 1},
 };
 
 TEST_F(Pairs, WhatWaitsForAnAnswerLiesInFrontAndBlocksTheRest) {
-    for (const Pair& pair : pairs) {
-        SCOPED_TRACE(pair.name);
+    for (const auto& [name, inTray, up, comes, inFront, inFrontAfter, questions] : pairs) {
+        SCOPED_TRACE(name);
         TearDown();
         testDesktop::reset();
         SetUp();
+        if (inTray) minimizeToTray();
         std::optional<std::wstring> front;
-        bool usable = true;
-        const auto look = [&] {
-            if (front) return;
-            front = headless::inFront();
-            usable = frmMain->takesInput();
-        };
         bool hasCome = false;
         const auto come = [&] {
-            if (!std::exchange(hasCome, true)) pair.comes();
-            look();
+            if (!std::exchange(hasCome, true)) comes();
+            if (front) return;
+            front = headless::inFront();
+            EXPECT_FALSE(frmMain->takesInput());
         };
         headless::whileBoxIsUp = [&](auto&&) { come(); };
         headless::chooseFromMenu = [&](const std::vector<MenuEntry*>&) {
@@ -142,12 +105,11 @@ TEST_F(Pairs, WhatWaitsForAnAnswerLiesInFrontAndBlocksTheRest) {
                          Input::press(frmQuickStart->picClose);
                      });
         headless::answers.assign(4, platform::box::resultNo);
-        pair.up();
-        EXPECT_EQ(front, pair.front);
-        EXPECT_EQ(usable, pair.usable);
-        EXPECT_EQ(headless::inFront(), pair.frontAfter);
-        EXPECT_EQ(frmMain->takesInput(), pair.usableAfter);
-        EXPECT_EQ(headless::boxes.size(), pair.questions);
+        up();
+        EXPECT_EQ(front, inFront);
+        EXPECT_EQ(headless::inFront(), inFrontAfter);
+        EXPECT_TRUE(frmMain->takesInput());
+        EXPECT_EQ(headless::boxes.size(), questions);
         EXPECT_EQ(frmMain->activeControl(), &frmMain->txtTagName) << "the caret is where it was";
         EXPECT_FALSE(asking::last());
     }

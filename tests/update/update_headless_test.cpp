@@ -1,7 +1,4 @@
-#include "api/modXML.h"
 #include "core/modMD5.h"
-#include "platform/Files.h"
-#include "platform/Input.h"
 #include "platform/headless/Loop.h"
 #include "platform/headless/State.h"
 #include "program/ProgramTest.h"
@@ -10,13 +7,21 @@
 
 namespace {
 
-using testing::IsEmpty;
-
 class Update : public ProgramTest {
 protected:
-    const std::wstring link = L"http://dl.velvetharbor.example/quillory/Quillory-1.0.113.zip";
-    const std::string archive = "PK archive of the new release";
-    const std::wstring updater = L"C:\\Program Files\\Quillory\\Updater\\update.exe";
+    static inline const std::wstring link = L"http://dl.velvetharbor.example/quillory/Quillory-1.0.113.zip";
+    static inline const std::string archive = "PK archive of the new release";
+    static inline const std::wstring updater = L"C:\\Program Files\\Quillory\\Updater\\update.exe";
+    static inline const std::wstring permission =
+        L"Proceed with Update? | 36 | An update has been released for your Quillory Wallpaper Manager software.\r\n\r\n"
+        L"You have disabled automatic updates, so your permission is required to update Quillory.\r\n\r\n"
+        L"Proceed with update now?  Clicking 'No' will exit the program.";
+    static inline const std::wstring starting =
+        L"Auto-Update Starting | 64 | A new update to Quillory has been released since you last rotated your "
+        L"wallpaper.  Hang on one second and we'll handle the upgrade for you.";
+    static inline const std::wstring downloaded =
+        L"Update Downloaded Successfully | 64 | Quillory has successfully downloaded the update.  Applying update now "
+        L"and restarting the program...";
 
     void SetUp() override {
         ProgramTest::SetUp();
@@ -32,64 +37,73 @@ protected:
         return {hash.begin(), hash.end()};
     }
     /// Lets the update run; true if the process ended.
-    static bool ends(
-        const std::function<void()>& start, const std::function<bool()>& done = [] { return false; }) {
+    static bool ends(const std::wstring& from = link) {
         try {
-            start();
-            testDesktop::pumpUntil(done);
+            upgradeQuillory(from);
+            testDesktop::pumpUntil([] { return false; });
         } catch (const headless::ProcessEnded&) {
             return true;
         }
         return false;
     }
-    static std::vector<std::wstring> titles() {
-        std::vector<std::wstring> all;
-        for (const auto& box : headless::boxes) all.push_back(box.title);
-        return all;
+    /// Begins an update whose archive does not come whole.
+    void hangHalfWay() {
+        site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
+        upgradeQuillory(link);
+        ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
     }
+    static std::wstring title() { return frmDownloading->lblHeaderTitle.Caption; }
 };
 
 TEST_F(Update, RunsUnseenToTheUpdaterWhenNobodyIsWaiting) {
+    std::filesystem::remove_all(headless::mapFolder(tempFolder));
     gAPI->apiForced = false;
-    EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
-    EXPECT_THAT(titles(), IsEmpty());
+    EXPECT_TRUE(ends());
+    EXPECT_THAT(newBoxes(), IsEmpty());
     EXPECT_EQ(site().count("GET /quillory/Quillory-1.0.113.zip HTTP"), 1u);
     ASSERT_EQ(headless::state.started.size(), 1u);
     const auto& call = headless::state.started[0];
-    EXPECT_EQ(call.operation, L"runas");
-    EXPECT_EQ(call.target, updater);
-    EXPECT_EQ(call.parameters, L"Quillory-1.0.113.zip");
-    EXPECT_EQ(call.directory, L"");
+    EXPECT_EQ(call.operation + L" " + call.target + L" " + call.parameters + call.directory,
+              L"runas " + updater + L" Quillory-1.0.113.zip");
     EXPECT_EQ(call.showCommand, 1);
     EXPECT_EQ(call.owner, frmMain->hWnd());
     EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), archive);
     EXPECT_FALSE(fileExists(tempFolder + L"Quillory-1.0.113.zip.md5"));
-    EXPECT_FALSE(frmMain->tmrMain.Enabled);
-    EXPECT_FALSE(frmDownloading->Visible);
+    EXPECT_FALSE(frmMain->tmrMain.Enabled || frmMain->Enabled || frmDownloading->Visible);
+    EXPECT_TRUE(gAPI->apiForced);
+    EXPECT_EQ(title(), L"Download completed. Updating...");
+    EXPECT_EQ(frmDownloading->lblProgressPercent.Caption(), L"100%");
+    EXPECT_EQ(frmDownloading->picProgressBar.Width, 417);
 }
 
 TEST_F(Update, AsksAndTellsInThisOrder) {
-    struct Case {
-        std::int16_t autoUpdate;
-        bool forced;
-        std::vector<std::wstring> titles;
-    };
-    for (const auto& [autoUpdate, forced, expected] :
-         {Case{0, false, {L"Proceed with Update?", L"Update Downloaded Successfully"}},
-          Case{1, true, {L"Auto-Update Starting"}},
-          Case{0, true, {L"Proceed with Update?", L"Auto-Update Starting", L"Update Downloaded Successfully"}}}) {
+    const std::tuple<bool, bool, Strings> cases[] = {{false, false, {permission, downloaded}},
+                                                     {true, true, {starting}},
+                                                     {false, true, {permission, starting, downloaded}}};
+    for (const auto& [autoUpdate, forced, boxes] : cases) {
         gAPI->apiDownloadingUpdate = gAPI->apiDownloadingUpdateMD5 = false;
         frmDownloading.discard();
-        headless::boxes.clear();
-        frmOptions->chkAutoUpdate.Value = autoUpdate;
+        frmOptions->chkAutoUpdate.Value = autoUpdate ? 1 : 0;
         gAPI->apiForced = forced;
-        EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
-        EXPECT_EQ(titles(), expected);
+        // A retry asks and tells nothing again.
+        site().replies.insert(site().replies.begin(), {"113.zip HTTP", {{Service::fileAnswer("corrupt")}, true, 2}});
+        site().requests.clear();
+        gAPI->apiDownloadingUpdateErr = 0;
+        EXPECT_TRUE(ends());
+        EXPECT_EQ(newBoxes(), boxes);
+        EXPECT_EQ(site().count(".zip HTTP"), 3u);
+        EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), archive);
         EXPECT_TRUE(frmDownloading->Visible);
+        EXPECT_EQ(frmDownloading->owner(), &*frmMain);
         EXPECT_EQ(headless::state.foreground.back(), frmDownloading->hWnd());
     }
-    EXPECT_EQ(headless::boxes[0].style, 36);
-    EXPECT_EQ(headless::boxes[1].style, 64);
+    headless::state.started.clear();
+    gAPI->apiDownloadingUpdateMD5 = false;
+    frmOptions->chkAutoUpdate.Value = 0;
+    headless::answers = {7};
+    EXPECT_TRUE(ends()) << "a refusal ends the program";
+    EXPECT_THAT(newBoxes(), ElementsAre(permission));
+    EXPECT_THAT(headless::state.started, IsEmpty());
 }
 
 /// A question that is left alone outlasts rotations, each of which brings word of the update again.
@@ -99,161 +113,155 @@ TEST_F(Update, AsksOnceHoweverLongTheAnswerTakes) {
         if (headless::boxes.size() < 3) upgradeQuillory(link);
     };
     upgradeQuillory(link);
-    EXPECT_THAT(titles(), testing::ElementsAre(L"Proceed with Update?"));
+    EXPECT_THAT(newBoxes(), ElementsAre(permission));
     EXPECT_TRUE(gAPI->apiDownloadingUpdate);
 }
 
-TEST_F(Update, ARefusalEndsTheProgram) {
-    frmOptions->chkAutoUpdate.Value = 0;
-    headless::answers = {7};
-    EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
-    EXPECT_EQ(titles().size(), 1u);
-    EXPECT_THAT(headless::state.started, IsEmpty());
-}
-
-TEST_F(Update, ARetryAsksAndTellsNothingAgain) {
-    frmOptions->chkAutoUpdate.Value = 0;
-    gAPI->apiForced = true;
-    site().replies.insert(site().replies.begin(), {"113.zip HTTP", {{Service::fileAnswer("corrupt")}, true, 2}});
-    EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
-    EXPECT_THAT(titles(), testing::ElementsAre(L"Proceed with Update?", L"Auto-Update Starting",
-                                               L"Update Downloaded Successfully"));
-    EXPECT_EQ(site().count(".zip HTTP"), 3u);
-    EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), archive);
-    EXPECT_EQ(headless::state.started.size(), 1u);
-}
-
-TEST_F(Update, NoRotationStartsMeanwhile) {
-    site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
-    upgradeQuillory(link);
-    ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
-    EXPECT_FALSE(frmMain->Enabled);
+TEST_F(Update, NoRotationStartsMeanwhileAndOneThatRunsEnds) {
+    site().replies.insert(site().replies.begin(),
+                          {"/dl/inline", {{"HTTP/1.0 200 OK\r\nContent-Length: 9\r\n\r\nGIF"}}});
+    gAPI->RotateWallpaper();
+    ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 3; }));
+    site().requests.clear();
+    hangHalfWay();
     for (const bool forced : {false, true}) {
         gAPI->apiForced = forced;
         gAPI->RotateWallpaper();
         gAPI->DownloadAndChangeWallpaper(4711, L"late.jpg"); // an answer that was under way
     }
     person::settle();
-    EXPECT_EQ(site().count("vh.wallpapers"), 0u);
-    EXPECT_EQ(site().count("/dl/inline"), 0u);
+    EXPECT_EQ(site().requests.size(), 1u);
     EXPECT_EQ(gAPI->apiDownloadedBytes, 2) << "the update goes on";
 }
 
 TEST_F(Update, OnlyAPlainArchiveFromTheTwoPlacesIsAccepted) {
-    const std::wstring wrong[] = {
-        L"http://dl.velvetharbor.example/quillory/x.ZIP",
-        L"http://dl.velvetharbor.example/quillory/x.exe",
-        L"http://evil.example/quillory/x.zip",
-        L"HTTP://dl.velvetharbor.example/quillory/x.zip",
-        L"https://dl.velvetharbor.example/quillory/x.zip",
-        L"",
-        L"http://dl.velvetharbor.example/quillory/..\\x.zip",
-        L"http://dl.velvetharbor.example/quillory/C:x.zip",
-        L"http://dl.velvetharbor.example/quillory/a+b.zip",
-        L"http://dl.velvetharbor.example/quillory/a%20b.zip",
-        L"http://dl.velvetharbor.example/quillory/a b.zip",
-        L"http://dl.velvetharbor.example/quillory/a(1).zip",
-        L"http://dl.velvetharbor.example/quillory/\u0161.zip",
-        L"http://dl.velvetharbor.example/quillory/.zip/",
-        L"http://dl.velvetharbor.example/quillory/a\\b.zip",
-    };
+    const std::wstring place = L"http://dl.velvetharbor.example/quillory/";
+    const std::wstring wrong[] = {place + L"x.ZIP",
+                                  place + L"x.exe",
+                                  L"http://evil.example/quillory/x.zip",
+                                  L"HTTP" + place.substr(4) + L"x.zip",
+                                  L"",
+                                  place + L"..\\x.zip",
+                                  place + L"C:x.zip",
+                                  place + L"a%20b.zip",
+                                  place + L"a b.zip",
+                                  place + L"\u0161.zip",
+                                  place + L".zip/"};
+    const auto critical =
+        StartsWith(L"Critical Update Error | 16 | A critical error occurred while downloading the new "
+                   L"software update for Quillory "
+                   L"Wallpaper Manager.\r\n\r\nPlease try reinstalling the software by visiting:\r\n"
+                   L"http://velvetharbor.example/quillory/");
     for (const std::wstring& bad : wrong) {
-        headless::boxes.clear();
         headless::answers = {1, 7}; // the exit's question is declined
         upgradeQuillory(bad);
-        EXPECT_THAT(titles(), testing::ElementsAre(L"Critical Update Error", L"Confirm Exit"));
+        EXPECT_THAT(newBoxes(), ElementsAre(critical, StartsWith(L"Confirm Exit")));
         EXPECT_FALSE(gAPI->apiDownloadingUpdate) << "and the program runs on";
     }
-    EXPECT_TRUE(ends([&] { upgradeQuillory(L"http://velvetharbor.example/quillory/dl/Quillory-1.0.113.zip"); }));
     headless::answers = {1, 6}; // and confirmed
-    EXPECT_TRUE(ends([&] { upgradeQuillory(wrong[0]); }));
+    EXPECT_TRUE(ends(wrong[0]));
+    EXPECT_TRUE(ends(L"http://velvetharbor.example/quillory/dl/Quillory-1.0.113.zip"));
 }
 
 TEST_F(Update, ACorruptArchiveIsFetchedThreeTimes) {
     site().onFile("Quillory-1.0.113.zip.md5 ", std::string(32, '0'));
-    person::once([] { return frmSlideMessage.isLoaded(); }, [] { headless::advance(3000); });
-    EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
+    std::wstring told;
+    person::once([] { return frmSlideMessage.isLoaded(); },
+                 [&] {
+                     told = notice();
+                     headless::advance(3000);
+                 });
+    EXPECT_TRUE(ends());
     EXPECT_EQ(site().count(".zip HTTP"), 3u);
     EXPECT_EQ(site().count(".md5 HTTP"), 1u) << "the first checksum counts";
-    EXPECT_THAT(titles(), IsEmpty());
+    EXPECT_THAT(newBoxes(), IsEmpty());
     EXPECT_THAT(headless::state.started, IsEmpty());
     EXPECT_FALSE(frmSlideMessage.isLoaded()) << "the end waits for the notice";
+    EXPECT_EQ(told, L"Quillory - Update Error | The update engine cannot find the correct update file on the Velvet "
+                    L"Harbor servers.  This could be due to a corruption issue.  Please reopen Quillory and try again "
+                    L"later.  If the problem persists, please reinstall: http://velvetharbor.example/quillory/");
 }
 
-TEST_F(Update, AChecksumOfOtherCaseIsAMismatchAndLineFeedsAreNot) {
-    std::string upper = hashOf(archive);
+TEST_F(Update, TheFirstItemOfTheChecksumFileCounts) {
+    const std::string hash = hashOf(archive);
+    std::string upper = hash;
     for (char& c : upper) c = static_cast<char>(std::toupper(c));
-    site().onFile("Quillory-1.0.113.zip.md5 ", upper);
-    upgradeQuillory(link);
-    EXPECT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadingUpdateErr == 1; }));
-    gAPI->VHDownload.Cancel();
-    gAPI->apiDownloadingUpdateMD5 = false;
-
-    std::string folded = hashOf(archive);
-    folded.insert(16, "\n");
-    site().onFile("Quillory-1.0.113.zip.md5 ", folded + "\r\n");
-    EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
+    const std::pair<std::string, bool> cases[] = {{hash.substr(0, 16) + "\n" + hash.substr(16) + "\r\n", true},
+                                                  {" \"" + hash + "\" , 29", true},
+                                                  {upper, false},
+                                                  {hash + " Quillory.zip", false}};
+    for (const auto& [file, isRight] : cases) {
+        gAPI->VHDownload.Cancel();
+        gAPI->apiDownloadingUpdateMD5 = false;
+        gAPI->apiDownloadingUpdateErr = 0;
+        headless::state.started.clear();
+        site().onFile("Quillory-1.0.113.zip.md5 ", file);
+        upgradeQuillory(link);
+        try {
+            testDesktop::pumpUntil([] { return gAPI->apiDownloadingUpdateErr == 1; });
+        } catch (const headless::ProcessEnded&) {
+        }
+        EXPECT_EQ(headless::state.started.size(), isRight ? 1u : 0u) << file;
+    }
 }
 
 TEST_F(Update, AMissingUpdaterEndsWithAWord) {
+    minimizeToTray();
     platform::deleteFile(updater);
-    EXPECT_TRUE(ends([&] { upgradeQuillory(link); }));
-    EXPECT_THAT(titles(), testing::ElementsAre(L"Critical Update Error"));
+    EXPECT_TRUE(ends());
+    EXPECT_FALSE(headless::state.trayIcon);
+    EXPECT_THAT(newBoxes(), ElementsAre(L"Critical Update Error | 16 | An error has occurred launching the Quillory "
+                                        L"Update Engine.\r\n\r\nPlease visit http://velvetharbor.example/quillory/ and "
+                                        L"reinstall the software."));
     EXPECT_THAT(headless::state.started, IsEmpty());
 }
 
 TEST_F(Update, AnAbortAndAnOutageLeaveTheSchedulerStanding) {
-    site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
-    upgradeQuillory(link);
-    ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
-    EXPECT_EQ(frmDownloading->lblHeaderTitle.Caption(), L"Quillory - Downloading Update...");
+    hangHalfWay();
+    EXPECT_EQ(title(), L"Quillory - Downloading Update...");
     frmDownloading->imgAbort_Click();
-    EXPECT_FALSE(gAPI->apiDownloadingUpdate);
-    EXPECT_FALSE(frmMain->tmrMain.Enabled);
+    EXPECT_FALSE(gAPI->apiDownloadingUpdate || frmMain->tmrMain.Enabled);
     EXPECT_TRUE(frmMain->Enabled);
 
     site().replies = {{".md5 HTTP", {}}, {"GET /quillory", {{Service::fileAnswer(archive)}, true}}};
     upgradeQuillory(link);
     ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadingUpdateMD5; })) << "it is being verified";
+    EXPECT_EQ(title(), L"Quillory - Verifying update file ...");
+    EXPECT_EQ(frmDownloading->lblProgressPercent.Caption(), L"0%");
+    gAPI->apiDownloadingUpdateErr = 2;
     frmDownloading->imgAbort_Click();
-    EXPECT_FALSE(gAPI->apiDownloadingUpdate || gAPI->apiDownloadingUpdateMD5);
+    EXPECT_FALSE(gAPI->apiDownloadingUpdate || gAPI->apiDownloadingUpdateMD5 || gAPI->apiDownloadingUpdateErr);
     gAPI->RotateWallpaper();
     EXPECT_TRUE(testDesktop::pumpUntil([] { return setting(L"ActiveWallpaper") == L"4711"; }));
 
-    site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
-    upgradeQuillory(link);
-    ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
+    gAPI->apiDownloadingUpdateMD5 = true; // as when it is fetched again
+    hangHalfWay();
+    EXPECT_EQ(title(), L"Quillory - Corrupt update detected! Retrying download...");
     std::wstring description;
     gAPI->VHDownload.on.Error(10053, description);
     EXPECT_TRUE(gAPI->apiDownloadingUpdate) << "so that no rotation starts any more";
     EXPECT_TRUE(frmMain->Enabled);
     EXPECT_FALSE(frmDownloading.isLoaded());
-}
 
-TEST_F(Update, AnyOtherFailureOfTheTransferEndsTheProgram) {
-    site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
-    upgradeQuillory(link);
-    ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
-    std::wstring description = L"Connection reset by peer.";
+    hangHalfWay();
     EXPECT_THROW(gAPI->VHDownload.on.Error(10054, description), headless::ProcessEnded);
-    EXPECT_THAT(titles(), testing::ElementsAre(L"Update Error"));
-    EXPECT_EQ(headless::boxes[0].text.substr(0, 75),
-              L"An error occurred downloading the new Quillory update: Quillory-1.0.113.zip");
+    EXPECT_TRUE(gAPI->VHDownload.IsIdle());
+    EXPECT_THAT(newBoxes(),
+                ElementsAre(starting, L"Update Error | 64 | An error occurred downloading the new Quillory update: "
+                                      L"Quillory-1.0.113.zip.\r\nPlease check your internet connection and try "
+                                      L"again, otherwise visit http://velvetharbor.example/quillory/ and try "
+                                      L"reinstalling the software.\r\n\r\nShutting down Quillory..."));
 }
 
 TEST_F(Update, WithoutASizeOrAChecksumItStandsStillForGood) {
-    const std::pair<std::string, std::string> broken[] = {
-        {"113.zip.md5 HTTP", "HTTP/1.0 200 OK\r\n\r\n"},
-        {"113.zip HTTP", "HTTP/1.0 200 OK\r\n\r\n" + archive},
-    };
-    for (const auto& [request, answer] : broken) {
-        gAPI->apiForced = false;
-        gAPI->apiDownloadingUpdateMD5 = false;
+    for (const auto& [request, answer] : {std::pair("113.zip.md5 HTTP", "HTTP/1.0 200 OK\r\n\r\n"),
+                                          std::pair("113.zip HTTP", "HTTP/1.0 200 OK\r\n\r\nPK")}) {
+        gAPI->apiForced = gAPI->apiDownloadingUpdateMD5 = false;
         site().replies.insert(site().replies.begin(), {request, {{answer}, true}});
         upgradeQuillory(link);
         ASSERT_TRUE(testDesktop::pumpUntil([&] { return site().count(request) > 0 && gAPI->VHDownload.IsIdle(); }));
         EXPECT_TRUE(gAPI->apiDownloadingUpdate) << request;
-        EXPECT_THAT(titles(), IsEmpty()) << request;
+        EXPECT_THAT(newBoxes(), IsEmpty()) << request;
         EXPECT_EQ(site().count("vh.wallpapers"), 0u) << request;
         site().requests.clear();
     }

@@ -33,6 +33,7 @@ platform::WindowHandle lastWindow = 1000;
 namespace headless {
 
 std::function<MenuEntry*(const std::vector<MenuEntry*>&)> chooseFromMenu;
+const MenuEntry* menuDefault = nullptr;
 std::vector<std::wstring> activated;
 bool programHasKeyboard = true;
 std::function<void()> taskbarCreated;
@@ -49,6 +50,7 @@ void resetToolkit() {
     shown.clear();
     programHasKeyboard = true;
     chooseFromMenu = nullptr;
+    menuDefault = nullptr;
     activated.clear();
     taskbarCreated = nullptr;
 }
@@ -114,8 +116,9 @@ std::uint32_t smallIconOf(const Form&) { return 1; }
 
 void onTaskbarCreated(std::function<void()> callback) { headless::taskbarCreated = std::move(callback); }
 
-MenuEntry* trackMenu(Form&, const std::vector<MenuEntry*>& entries, const MenuEntry*) {
+MenuEntry* trackMenu(Form&, const std::vector<MenuEntry*>& entries, const MenuEntry* defaultEntry) {
     menuIsOpen = true;
+    headless::menuDefault = defaultEntry;
     MenuEntry* const chosen = headless::chooseFromMenu ? headless::chooseFromMenu(entries) : nullptr;
     return std::exchange(menuIsOpen, false) ? chosen : nullptr;
 }

@@ -11,6 +11,7 @@ namespace headless {
 
 /// Chooses from an open menu: the entry, or null to dismiss it. Empty: menus are dismissed.
 extern std::function<MenuEntry*(const std::vector<MenuEntry*>&)> chooseFromMenu;
+extern const MenuEntry* menuDefault; // of the last menu that was opened
 
 /// Forms brought to the front with the keyboard, by name, in order.
 extern std::vector<std::wstring> activated;

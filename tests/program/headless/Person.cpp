@@ -5,7 +5,6 @@
 
 #include "platform/headless/Loop.h"
 #include "platform/headless/Sockets.h"
-#include "platform/headless/State.h"
 
 namespace person {
 
@@ -50,7 +49,5 @@ void siteListens(std::int32_t port) {
         headless::setHost(std::string(name) + ".velvetharbor.example", "127.0.0.1");
     headless::setHost("velvetharbor.example", "127.0.0.1");
 }
-
-void moveMouse(std::int32_t x, std::int32_t y) { headless::state.cursor = {x, y}; }
 
 } // namespace person

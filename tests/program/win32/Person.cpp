@@ -43,6 +43,4 @@ std::int32_t sitePort() { return 80; }
 
 void siteListens(std::int32_t) {} // names and port are the network namespace's
 
-void moveMouse(std::int32_t x, std::int32_t y) { SetCursorPos(x, y); }
-
 } // namespace person
