@@ -99,7 +99,7 @@ class Desktop:
         self.dpi = dpi
         self.probe.write(SETTINGS, "LogPixels", REG_DWORD, dpi.to_bytes(4, "little"))
 
-    def wine(self, program, *arguments, seconds=60, environment=None):
+    def wine(self, program, *arguments, seconds=BOOT_SECONDS, environment=None):
         """Runs a Windows program to its end and returns what it wrote."""
         return subprocess.run(
             ["wine", program, *map(str, arguments)], env=environment or self.environment, timeout=seconds, check=True,

@@ -107,7 +107,7 @@ class Copy:
 
     def uninstall(self, folder, *arguments):
         """It works from a copy of itself, which goes on after its own end."""
-        self.desktop.wine(folder / "Uninstall.exe", "/S", *arguments, seconds=PATIENCE)
+        self.desktop.wine(folder / "Uninstall.exe", "/S", *arguments)
         until(lambda: not self.running("Un.exe"), "the uninstaller's end", PATIENCE)
 
     def update(self, files, number, key=None, says=None):
