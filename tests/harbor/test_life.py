@@ -188,7 +188,7 @@ def test_a_size_that_many_ask_for_is_made_once_two_at_a_time_and_no_two_large_on
     with Harbor(home) as harbor, ThreadPoolExecutor(12) as pool:
         wait_until(lambda: len(harbor.catalogue.pictures) == 3)
         harbor.images._most_kept = 1500
-        sizes = [(9, 1), (9, 2), (9, 3), (9, 4), (7680, 4320), (4320, 7680)]
+        sizes = [(7680, 4320), (4320, 7680), (9, 1), (9, 2), (9, 3), (9, 4)]
         asked = [pool.submit(harbor.images.scaled, harbor.catalogue.newest[0], size) for size in sizes * 2]
         wait_until(lambda: len(made) == 2)
         assert Client(harbor).rotate()  # nobody else has to wait
