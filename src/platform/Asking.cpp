@@ -13,7 +13,8 @@ namespace {
 std::vector<const asking::Question*> waiting;
 
 void applyToAll() {
-    const auto forms = openForms();
+    // Those of this moment: a form that hears of it may open or close others.
+    const std::vector<Form*> forms(openForms().begin(), openForms().end());
     for (Form* form : forms)
         if (std::ranges::count(openForms(), form)) platform::inputChanged(*form);
     platform::boxInputChanged();

@@ -60,14 +60,12 @@ void drawInContrast(Surface& onto, const RECT& place, const Control& control, co
         style.color = systemColor(control.Enabled ? color : COLOR_GRAYTEXT);
         drawText(onto.dc(), place, text, style, dpi, key);
     };
-    if (dynamic_cast<const Frame*>(&control)) {
+    if (dynamic_cast<const Frame*>(&control) || control.role == Role::trough) {
         drawBox(onto, place, COLOR_WINDOW, COLOR_WINDOWTEXT, clip, dpi);
     } else if (const auto* label = dynamic_cast<const Label*>(&control)) {
         words(label->Caption, label->style, control.role == Role::link ? COLOR_HOTLIGHT : COLOR_WINDOWTEXT);
     } else if (control.role == Role::closeMark) {
         drawCross(onto.dc(), place, dpi);
-    } else if (control.role == Role::trough) {
-        drawBox(onto, place, COLOR_WINDOW, COLOR_WINDOWTEXT, clip, dpi);
     } else if (control.role == Role::progress) {
         drawBox(onto, place, COLOR_HIGHLIGHT, COLOR_HIGHLIGHT, clip, dpi);
     } else if (control.role == Role::button || control.role == Role::tab) {

@@ -14,7 +14,7 @@ constexpr DWORD settable =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 
 struct Opened {
-    HANDLE handle;
+    HANDLE handle = INVALID_HANDLE_VALUE;
     std::wstring path;
 };
 std::map<std::int16_t, Opened> openFiles;

@@ -17,7 +17,7 @@ namespace {
 
 struct Hook {
     platform::WindowProcedure procedure;
-    WNDPROC former;
+    WNDPROC former = nullptr;
 };
 
 std::map<platform::WindowHandle, Hook> hooks;

@@ -171,7 +171,8 @@ std::uint32_t firstAddress(const void* buffer, std::int32_t length) {
     const auto* entry = static_cast<const hostent*>(buffer);
     char** list = entry->h_addr_list;
     std::uint32_t address = 0;
-    if (holds(list, sizeof *list) && holds(list[0], sizeof address)) std::memcpy(&address, list[0], sizeof address);
+    if (holds(static_cast<const void*>(list), sizeof *list) && holds(list[0], sizeof address))
+        std::memcpy(&address, list[0], sizeof address);
     return address;
 }
 

@@ -25,8 +25,8 @@ constexpr UINT isShown = WM_APP; // to a box, behind all that comes with its bei
 
 struct Box {
     const std::function<void(std::int32_t)>& gone;
-    HWND owner;
-    bool quiet;
+    HWND owner = nullptr;
+    bool quiet = false;
     HWND window = nullptr;
     HHOOK hook = nullptr;
     std::int32_t button = 0;

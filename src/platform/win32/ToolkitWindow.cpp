@@ -76,6 +76,7 @@ std::shared_ptr<FormWindow> formWindowAt(HWND window) {
 
 std::vector<std::shared_ptr<FormWindow>> allFormWindows() {
     std::vector<std::shared_ptr<FormWindow>> all;
+    all.reserve(windows.size());
     for (const auto& [form, shown] : windows) all.push_back(shown);
     return all;
 }
