@@ -6,6 +6,7 @@ import os
 import random
 import re
 import select
+import shutil
 import subprocess
 import sys
 import threading
@@ -55,11 +56,13 @@ RED, GREEN, BLUE = ({name: id} for name, id in (("red", 1001), ("green", 1002), 
     (lambda sea: (sea / "red.png").rename(sea.parent / "rose.png"), {"rose": 1001} | GREEN | BLUE),
     (lambda sea: sea.rename(sea.parent / "lake"), RED | GREEN | BLUE),
     (lambda sea: (sea / "red.png").unlink(), GREEN | BLUE),
+    (lambda sea: (shutil.copy(sea / "red.png", sea / "a.png"), (sea / "red.png").rename(sea / "b.png")),
+     GREEN | BLUE | {"a": 1004, "b": 1001}),
     (lambda sea: paint(sea / "old.png"), RED | GREEN | BLUE | {"old": 1004}),
     (lambda sea: (sea / "copy.png").write_bytes((sea / "red.png").read_bytes()), RED | GREEN | BLUE | {"copy": 1004}),
     (lambda sea: paint(sea / "red.png"), RED | GREEN | BLUE),  # edited in its place
     (swap, {"green": 1001, "red": 1002} | BLUE),  # the ids go with what is seen
-], ids=["moved", "folder", "deleted", "added", "copied", "edited", "swapped"])
+], ids=["moved", "folder", "deleted", "doubled", "added", "copied", "edited", "swapped"])
 def test_a_picture_keeps_its_id(home, change, expected):
     catalogue = Catalogue(Store(home.state), home.pictures, home.uploads)
     assert titles(home, catalogue) == RED | GREEN | BLUE

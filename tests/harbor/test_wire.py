@@ -73,7 +73,7 @@ def test_errors(client, method, parameters, number):
     ({"tag": "GREEN*"}, [1006, 1003, 1002]), ({"tag": "gr*use%2C+wolf%2C"}, [1006, 1001]),
     ({"tag": "tea+green"}, [1003]),  # wherever its words stand
     ({"tag": "green%9tea", "withar": "1%2C6"}, [1003]),  # a code below 16 comes with one digit
-    ({"tag": "greenmeadow"}, [1002]), ({"tag": "gree"}, []), ({"tag": "", "startid": "1003"}, []),
+    ({"tag": "greenmeadow"}, [1002]), ({"tag": "gree"}, []), ({"tag": ""}, []), ({"withar": "0%2E5"}, [1005]),
     ({"tag": "flowers+rose"}, [1004]),  # folders are words as well
     ({"gallery": "Nature", "category": "Red%21+Flowers"}, [1006, 1004]),
     ({"gallery": "Nature", "category": "Miscellaneous"}, [1003, 1002]),
