@@ -110,6 +110,8 @@ def test_a_member_changes_only_what_is_theirs(house):
         (stranger, "/login", {"username": "alice", "password": "velvet", "token": ""}),  # another site's form
     ]:
         assert visitor.post(path, **fields) == 403, (path, fields)
+    stranger.cookie = ""
+    assert stranger.post("/login", username="alice", password="velvet", token="") == 403
     assert house.members.stars(mine) == 0 and mine in house.catalogue.pictures
     assert alice.post("/settings/members/alice/remove") == 400
 
@@ -125,6 +127,7 @@ def test_a_member_changes_only_what_is_theirs(house):
     assert alice.post("/settings/members/bob/password", password="hemp") == 302
     assert bob.ask("GET", "/settings")[0].status == 302
     assert alice.post("/settings/members/bob/remove") == 302 and house.members.find("bob") is None
+    assert (house.members.stars(mine), house.catalogue.pictures[mine].points) == (0, 0)  # his go with him
     assert alice.post(f"/wallpaper/{mine}/remove") == 302 and mine not in house.catalogue.pictures
 
 
@@ -156,6 +159,7 @@ def test_what_strangers_may_try(house):
         answer, _ = visitor.ask("POST", "/login?next=" + urllib.parse.quote(elsewhere), form)
         assert answer.getheader("Location") == "/"
     visitor.ask("GET", "/signup")
+    assert visitor.post("/signup", username="carl", password="x", again="y") == 400
     for name in ("", "..", ".bob", "a b", "a/b", "x" * 33, "ALICE"):
         assert visitor.post("/signup", username=name, password="x", again="x") == 400, name
     flood = b"token=" + b"x" * 2_000_000
