@@ -96,6 +96,7 @@ TEST_F(SocketObject, TakesInEachStateWhatIsForIt) {
         }
         for (const std::int32_t event : allEvents)
             if (!isHeard(state, udp, event)) deliver(socket, event);
+        socket->WndProc(MessageWindow, ResolveMessage, 0x7FFF, 0); // of a lookup that it does not await
         EXPECT_EQ(socket->State(), state);
         EXPECT_THAT(socket.events, IsEmpty());
         for (const std::int32_t event : allEvents) {
