@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "platform/Files.h"
+#include "platform/Jpeg.h"
 #include "platform/Pictures.h"
 #include "platform/RunTimeError.h"
 #include "support/RaisedNumber.h"
@@ -111,6 +112,7 @@ TEST_F(PicturesTest, WhatDoesNotDecodeWholeIsNoPicture) {
     const std::size_t table = tooManyCodes.find("\xFF\xC4");
     tooManyCodes.replace(table + 10, 2, "\xFF\xFF");
     EXPECT_EQ(numberRaisedBy([&] { convert(tooManyCodes); }), errors::invalidPicture);
+    EXPECT_TRUE(isSoundJpeg("\xFF\xD8\xFF\xD0\xFF\xD7\xFF\xD9")) << "marks of a restart have no length";
     EXPECT_EQ(readWholeFile(target), "the picture before");
     EXPECT_FALSE(fileAttributes(target + L".new"));
     EXPECT_EQ(convert(jpeg + "trailing").width(), 16u) << "what follows the end is nobody's business";

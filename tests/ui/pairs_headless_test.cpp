@@ -125,6 +125,9 @@ TEST_F(Pairs, WhatComesByItselfLeavesTheKeyboardToAnotherProgram) {
                      EXPECT_TRUE(headless::activated.empty());
                      doubleClick();
                      EXPECT_EQ(headless::activated.back(), L"frmQuickStart") << "the person asked for the program";
+                     headless::activated.clear();
+                     frmMain->PopupMenu({}, nullptr);
+                     EXPECT_EQ(headless::activated.size(), 1u) << "a menu's window has had the keyboard";
                      frmQuickStart->Hide();
                  });
     guide();

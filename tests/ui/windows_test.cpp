@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cwctype>
 #include <map>
+#include <set>
 
 #include "core/modMD5.h"
 #include "platform/Spoken.h"
@@ -258,6 +259,7 @@ TEST_F(Windows, WhatDoesSomethingCanBeReachedAndSaysWhatItIsCalled) {
     EXPECT_EQ(platform::spokenName(*frmSlideMessage), L"Quillory - Information");
     EXPECT_EQ(platform::spokenMessage(*frmSlideMessage), L"hello");
     std::wstring words;
+    std::set<std::wstring> actions;
     for (const Form* form : openForms()) {
         std::map<wchar_t, const Control*> keys;
         const FormDesign& design = form->design;
@@ -266,6 +268,7 @@ TEST_F(Windows, WhatDoesSomethingCanBeReachedAndSaysWhatItIsCalled) {
                  std::to_wstring(design.height) + L"\n";
         for (const Control* control : form->controls()) {
             const auto spoken = platform::spokenOf(*control);
+            actions.insert(spoken.action);
             words += spoken.name + (control->Visible ? L"\n" : L", hidden\n");
             const std::string what = narrow(form->design.name) + ": " + narrow(spoken.name);
             const bool isNative = !dynamic_cast<const PictureBox*>(control) && !dynamic_cast<const Label*>(control);
@@ -289,6 +292,7 @@ TEST_F(Windows, WhatDoesSomethingCanBeReachedAndSaysWhatItIsCalled) {
     }
     // All that the windows say is read over, and looked at, whenever it changes: this sum is there to tell.
     EXPECT_EQ(md5String(words), L"0bfada57f501ae41f3b39eaf4acecf11") << narrow(words);
+    EXPECT_THAT(actions, testing::ElementsAre(L"", L"Close", L"Open", L"Press", L"Select", L"Switch", L"Toggle"));
     const auto nameOf = [](const Control& control) { return platform::spokenOf(control).name; };
     EXPECT_EQ(nameOf(frmLogin->txtPassword), L"Password:");
     EXPECT_EQ(nameOf(frmMain->cboCategory), L"Category:");
@@ -297,6 +301,10 @@ TEST_F(Windows, WhatDoesSomethingCanBeReachedAndSaysWhatItIsCalled) {
     frmDownloading->SetProgressBarValue(42);
     EXPECT_EQ(platform::spokenOf(frmDownloading->picProgressBar).value, L"42%");
     EXPECT_TRUE(platform::spokenOf(frmMain->picSourceTabs[0]).selected);
+    for (const std::int16_t value : {std::int16_t{1}, std::int16_t{0}}) {
+        frmOptions->chkFreeze.Value = value;
+        EXPECT_EQ(platform::spokenOf(frmOptions->chkFreeze).checked, value == 1);
+    }
 }
 
 TEST_F(Windows, KeysPressWhatIsThere) {
