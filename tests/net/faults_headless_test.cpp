@@ -61,6 +61,20 @@ TEST_F(Faults, AnAddressThatCannotBeAssignedLeavesTheObjectConnecting) {
     EXPECT_THAT(escaped, ElementsAre(error)) << "and nobody to tell";
 }
 
+TEST_F(Faults, WithoutASocketNoDatagramGoesAndABoundOneHasItsOwnAddress) {
+    Watched socket;
+    socket->Protocol(ProtocolUDP);
+    fail(NetworkCall::socket, 10024);
+    socket->SendData(L"x");
+    EXPECT_THAT(socket.events, ElementsAre("Error 10024 Too many open files. CSocketMaster.SocketExists"));
+    EXPECT_EQ(socket->State(), StateError);
+
+    Watched bound;
+    bound->Bind(0, L"127.0.0.2");
+    bound->Listen();
+    EXPECT_EQ(bound->LocalIP(), L"127.0.0.2") << "not the machine's first";
+}
+
 TEST_F(Faults, AFailureBehindALookupMayBeAnsweredByAnother) {
     peers::Server server;
     for (const NetworkCall call : {NetworkCall::lookup, NetworkCall::connect}) {
