@@ -140,7 +140,7 @@ TEST_F(Outage, ARetryWithoutAPairAsksTheUser) {
     for (const auto& [user, hash] : {std::pair(L"alice", L""), std::pair(L"", L"ff")}) {
         gAPI->apiUsername = user;
         gAPI->apiPasswordHash = hash;
-        gAPI->apiNetworkOutage = true;
+        gAPI->apiNetworkOutage = frmMain->Enabled = true;
         bool asked = false;
         person::once([] { return frmLogin->Visible(); },
                      [&] {

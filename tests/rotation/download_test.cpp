@@ -13,10 +13,15 @@ protected:
         saveAccountSetting(L"MinimizeHelp", L"1");
     }
     static bool isOver() { return frmMain->Enabled && !frmDownloading.isLoaded(); }
+    /// Lets the action fetch an image, and whatever comes of it.
+    bool fetches(const std::function<void()>& action) {
+        const std::size_t before = site().count("/dl/inline/");
+        action();
+        return testDesktop::pumpUntil([&] { return site().count("/dl/inline/") > before && isOver(); });
+    }
     bool rotate(bool forced) {
         gAPI->apiForced = forced;
-        gAPI->RotateWallpaper();
-        return testDesktop::pumpUntil([] { return frmDownloading.isLoaded(); }) && testDesktop::pumpUntil(isOver);
+        return fetches([] { gAPI->RotateWallpaper(); });
     }
     bool hangsHalfWay(bool forced) {
         site().replies = {{"GET /dl/inline", halfAnImage}};
@@ -35,9 +40,7 @@ TEST_F(Rotation, GoesFromTheTriggerToTheDesktop) {
                                               [] { frmPopupMenu->mnuForce_Click(); }};
     for (const auto& trigger : triggers) {
         site().requests.clear();
-        trigger();
-        ASSERT_TRUE(testDesktop::pumpUntil([] { return frmDownloading.isLoaded(); }));
-        ASSERT_TRUE(testDesktop::pumpUntil(isOver));
+        ASSERT_TRUE(fetches(trigger));
         ASSERT_EQ(site().requests.size(), 2u);
         EXPECT_EQ(site().lastRequest(),
                   "GET /dl/inline/4711/" + std::to_string(size.width) + "x" + std::to_string(size.height) +
