@@ -27,8 +27,9 @@ bool areSoundHuffmanTables(const std::string& file, std::size_t start, std::size
 namespace platform {
 
 bool isSoundJpeg(const std::string& file) {
-    if (!file.starts_with("\xFF\xD8")) return true;
-    std::size_t i = 2;
+    const std::size_t first = file.find_first_not_of('\xFF'); // any marker may have filling before it
+    if (first == 0 || first == std::string::npos || byteAt(file, first) != 0xD8) return true;
+    std::size_t i = first + 1;
     while ((i = file.find('\xFF', i)) < file.size()) {
         const unsigned marker = byteAt(file, i + 1);
         const bool isRestart = marker >= 0xD0 && marker <= 0xD7;
