@@ -13,6 +13,10 @@ void prepare();
 /// Returns the bytes of the whole answer.
 std::int64_t plainDownload(const std::string& path, const std::wstring& file, std::int32_t chunk);
 
+/// The same as an event-driven program has to: a socket that does not block, and one receive for each event that tells
+/// of bytes, as WSAAsyncSelect posts them; poll() where there are no messages.
+std::int64_t eventDownload(const std::string& path, const std::wstring& file, std::int32_t chunk);
+
 std::int64_t residentBytes();
 std::int64_t peakResidentBytes();
 std::int32_t openHandles();

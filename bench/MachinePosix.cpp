@@ -1,5 +1,6 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -17,7 +18,9 @@ namespace machine {
 
 void prepare() { headless::reset(); }
 
-std::int64_t plainDownload(const std::string& path, const std::wstring& file, std::int32_t chunk) {
+namespace {
+
+int ask(const std::string& path) {
     const int connection = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -27,17 +30,37 @@ std::int64_t plainDownload(const std::string& path, const std::wstring& file, st
         throw std::runtime_error("no server");
     const std::string request = "GET " + path + " HTTP/1.0\r\n\r\n";
     if (::send(connection, request.data(), request.size(), 0) < 0) throw std::runtime_error("no request");
-    const int out = ::open(headless::mapFolder(file).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    return connection;
+}
+
+std::int64_t fetch(const std::string& path, const std::wstring& file, std::int32_t chunk, bool told) {
+    const int connection = ask(path);
+    // Its own file again, as the download has it: cutting a large one takes its time.
+    const std::string name = headless::mapFolder(file);
+    ::unlink(name.c_str());
+    const int out = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
     std::vector<char> buffer(static_cast<std::size_t>(chunk));
     std::int64_t total = 0;
     for (;;) {
-        const ssize_t taken = ::recv(connection, buffer.data(), buffer.size(), 0);
+        pollfd arrival{connection, POLLIN, 0};
+        if (told) ::poll(&arrival, 1, -1);
+        const ssize_t taken = ::recv(connection, buffer.data(), buffer.size(), told ? MSG_DONTWAIT : 0);
         if (taken <= 0) break;
         total += ::write(out, buffer.data(), static_cast<std::size_t>(taken));
     }
     ::close(out);
     ::close(connection);
     return total;
+}
+
+} // namespace
+
+std::int64_t plainDownload(const std::string& path, const std::wstring& file, std::int32_t chunk) {
+    return fetch(path, file, chunk, false);
+}
+
+std::int64_t eventDownload(const std::string& path, const std::wstring& file, std::int32_t chunk) {
+    return fetch(path, file, chunk, true);
 }
 
 namespace {

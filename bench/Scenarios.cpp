@@ -47,11 +47,19 @@ void download(std::int64_t bytes) {
     expect(writtenBytes() == bytes, "the download is not whole");
 }
 
-void plainLoop(std::int64_t bytes) {
+namespace {
+
+void bareLoop(std::int64_t bytes, decltype(machine::plainDownload)* fetch) {
     static const std::int32_t chunk = chunkSize();
-    const std::int64_t all = machine::plainDownload("/" + std::to_string(bytes), machine::scratchFile(), chunk);
+    const std::int64_t all = fetch("/" + std::to_string(bytes), machine::scratchFile(), chunk);
     expect(all > bytes, "the answer is not whole");
 }
+
+} // namespace
+
+void plainLoop(std::int64_t bytes) { bareLoop(bytes, machine::plainDownload); }
+
+void eventLoop(std::int64_t bytes) { bareLoop(bytes, machine::eventDownload); }
 
 Growth cycles(std::int32_t rounds) {
     constexpr std::int32_t warmUp = 200;

@@ -10,8 +10,10 @@ inline constexpr std::int64_t mebibyte = 1024 * 1024;
 /// CDownload of so many bytes into a file.
 void download(std::int64_t bytes);
 
-/// The same with a plain loop, and the chunk size that CDownload has.
+/// The same with bare loops, and the chunk size that CDownload has: one that waits in each call, and one that is told of
+/// each arrival.
 void plainLoop(std::int64_t bytes);
+void eventLoop(std::int64_t bytes);
 
 struct Growth {
     std::int64_t bytes;

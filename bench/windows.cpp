@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "Machine.h"
 #include "Scenarios.h"
@@ -39,8 +40,14 @@ int main() {
         const auto throughput = [](void (*how)(std::int64_t)) {
             return 256 * mebibyte / secondsOf([how] { how(256 * mebibyte); });
         };
-        report("download/256", "bytes_per_second", throughput(scenarios::download), ",");
-        report("plain/256", "bytes_per_second", throughput(scenarios::plainLoop), ",");
+        const std::pair<const char*, void (*)(std::int64_t)> loops[] = {{"download/256", scenarios::download},
+                                                                        {"event/256", scenarios::eventLoop},
+                                                                        {"plain/256", scenarios::plainLoop}};
+        for (const auto& [name, how] : loops) {
+            const double before = machine::processorSeconds();
+            report(name, "bytes_per_second", throughput(how), ",");
+            report(name, "processorSeconds", machine::processorSeconds() - before, ",");
+        }
     }
     const scenarios::Growth growth = scenarios::cycles(10'000);
     report("cycles/10000", "grownBytes", static_cast<double>(growth.bytes), ",");
