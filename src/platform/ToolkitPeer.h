@@ -5,7 +5,8 @@
 /// The desktop's side of the toolkit. Each desktop implements these; Toolkit.cpp alone calls them.
 namespace platform {
 
-/// Makes the window, hidden; its controls at the latest when it is shown. The form calls back through Input.h and its own events.
+/// Makes the window, hidden; its controls at the latest when it is shown. The form calls back through Input.h and its own
+/// events.
 void formLoaded(Form& form);
 
 /// Destroys the window. Nothing is raised from it any more.

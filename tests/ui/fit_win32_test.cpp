@@ -10,7 +10,7 @@ using platform::win32::textSize;
 /// Fails for a text that is cut at the right or below, in the font that it is drawn in, on a screen of any density.
 void expectFits(const std::wstring& text, const TextStyle& style, double width, double height) {
     if (text.empty()) return;
-    for (const int dpi : {96, 120, 144, 192}) {
+    for (const int dpi : {96, 120, 144, 192, 240}) {
         const auto pixels = [dpi](double design) { return static_cast<int>(std::lround(design * dpi / 96)); };
         const SIZE needed = textSize(text, style, pixels(width), dpi);
         const LONG lines = needed.cy / textSize(L"Ag", style, 10'000, dpi).cy;
