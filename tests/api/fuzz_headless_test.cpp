@@ -1,5 +1,6 @@
 #include "../../fuzz/fuzzAnswer.cpp"
 #include "../../fuzz/fuzzSettings.cpp"
+#include "../../fuzz/fuzzText.cpp"
 #include "../../fuzz/fuzzXml.cpp"
 #include "support/headless/Corpus.h"
 
@@ -7,3 +8,4 @@
 TEST(Fuzz, TheKeptAnswersOfTheService) { replayCorpus("answer", fuzzAnswer); }
 TEST(Fuzz, TheKeptBodiesOfAnswers) { replayCorpus("xml", fuzzXml); }
 TEST(Fuzz, TheKeptSettings) { replayCorpus("settings", fuzzSettings); }
+TEST(Fuzz, TheKeptTexts) { replayCorpus("text", fuzzText); }
