@@ -144,9 +144,13 @@ def probe_program():
     if not exe.exists() or exe.stat().st_mtime < changed:
         exe.parent.mkdir(parents=True, exist_ok=True)
         fresh = exe.with_suffix(f".{os.getpid()}")
+        library = exe.parent / "include" / "nlohmann"  # by itself, since the system's other headers are not Windows'
+        if not library.exists():
+            library.parent.mkdir(exist_ok=True)
+            library.symlink_to("/usr/include/nlohmann")
         subprocess.run(
             ["i686-w64-mingw32-g++-posix", "-std=c++20", "-O1", "-DUNICODE", "-D_UNICODE", "-static",
-             "-Wall", "-Wextra", "-o", fresh, PROBE / "probe.cpp", "-lgdi32", "-lshell32",
+             "-Wall", "-Wextra", "-isystem", library.parent, "-o", fresh, PROBE / "probe.cpp", "-lgdi32", "-lshell32",
              "-loleacc", "-lole32", "-loleaut32", "-luuid"],
             check=True,
         )  # fmt: skip

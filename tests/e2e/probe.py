@@ -30,7 +30,7 @@ class Probe:
 
     def ask(self, *words):
         try:
-            self.program.stdin.write("\t".join(map(str, words)) + "\n")
+            self.program.stdin.write(json.dumps(words) + "\n")
             # Read behind an empty buffer, since each command is answered with one line.
             answered, _, _ = select.select([self.program.stdout], [], [], ANSWER_SECONDS)
             line = self.program.stdout.readline() if answered else ""
@@ -51,4 +51,4 @@ class Probe:
 
     def write(self, key, name, kind, data):
         """Writes a value of the registry."""
-        assert self.ask("write", key, name, kind, *data)
+        assert self.ask("write", key, name, kind, list(data))

@@ -18,7 +18,7 @@ class Registry:
     def values(self, key):
         """All values of a key below the current user's hive, each with its type and bytes; empty for no such key."""
         found = self.probe.ask("key", key) or []
-        return {name: (kind, data.encode("latin-1")) for name, kind, data in found}
+        return {name: (kind, bytes(data)) for name, kind, data in found}
 
     def settings(self, section):
         return self.values(SOFTWARE + section)

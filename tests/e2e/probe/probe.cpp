@@ -1,24 +1,22 @@
 // Tells the end-to-end tests what stands on the Windows desktop, and changes what a test must be able to change.
 //
-// One command a line on standard input, its words separated by tabs, in UTF-8; one JSON answer a line on standard
-// output. The commands are the entries of the table in answer(); an unknown or failing one answers {"error": ...}. Keys
-// of the registry are those below HKEY_CURRENT_USER, and their data one character for each byte.
+// One command a line on standard input, a JSON array of its words; one JSON answer a line on standard output, in ASCII
+// alone. The commands are the entries of the table in answer(); an unknown or failing one answers {"error": ...}. Keys
+// of the registry are those below HKEY_CURRENT_USER, and their data arrays of bytes.
 
 #include <windows.h>
 
 #include <shlobj.h>
 #include <tlhelp32.h>
 
-#include <functional>
 #include <iostream>
 #include <map>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "json.h"
 #include "surroundings.h"
+#include "words.h"
 
 namespace {
 
@@ -31,71 +29,71 @@ LRESULT ask(HWND window, UINT message, WPARAM w = 0, LPARAM l = 0) {
     return static_cast<LRESULT>(result);
 }
 
-std::string describe(HWND window) {
-    RECT place{};
-    GetWindowRect(window, &place);
+json describe(HWND window) {
+    RECT around{};
+    GetWindowRect(window, &around);
     std::wstring text(static_cast<std::size_t>(ask(window, WM_GETTEXTLENGTH)), L'\0');
     const LRESULT got = ask(window, WM_GETTEXT, text.size() + 1, reinterpret_cast<LPARAM>(text.data()));
     text.resize(static_cast<std::size_t>(got));
     wchar_t kind[256] = L"";
     GetClassNameW(window, kind, 256);
-    return object({{"handle", std::to_string(reinterpret_cast<std::uintptr_t>(window))},
-                   {"cls", json(std::wstring(kind))},
-                   {"text", json(text)},
-                   {"place", json(place)},
-                   {"visible", json(IsWindowVisible(window) != FALSE)},
-                   {"enabled", json(IsWindowEnabled(window) != FALSE)}});
+    return {{"handle", number(window)},
+            {"cls", narrow(kind)},
+            {"text", narrow(text)},
+            {"place", place(around)},
+            {"visible", IsWindowVisible(window) != FALSE},
+            {"enabled", IsWindowEnabled(window) != FALSE}};
 }
 
 BOOL CALLBACK collect(HWND window, LPARAM into) {
-    reinterpret_cast<std::vector<std::string>*>(into)->push_back(describe(window));
+    reinterpret_cast<json*>(into)->push_back(describe(window));
     return TRUE;
 }
 
 /// The top-level windows of the desktop, in their order from front to back.
-std::string windows(const Words&) {
-    std::vector<std::string> found;
+json windows(const json&) {
+    json found = json::array();
     EnumWindows(collect, reinterpret_cast<LPARAM>(&found));
-    return list(found);
+    return found;
 }
 
-std::string children(const Words& words) {
-    std::vector<std::string> found;
+json children(const json& words) {
+    json found = json::array();
     EnumChildWindows(handle(words.at(1)), collect, reinterpret_cast<LPARAM>(&found));
-    return list(found);
+    return found;
 }
 
 /// The window that the keyboard writes into.
-std::string focus(const Words&) {
+json focus(const json&) {
     GUITHREADINFO info{};
     info.cbSize = sizeof info;
     GetGUIThreadInfo(0, &info);
-    return std::to_string(reinterpret_cast<std::uintptr_t>(info.hwndFocus));
+    return number(info.hwndFocus);
 }
 
 /// forget icon WINDOW NUMBER: takes an icon out of the notification area behind its program's back.
-std::string forgetIcon(const Words& words) {
+json forgetIcon(const json& words) {
     NOTIFYICONDATAW icon{};
     icon.cbSize = sizeof icon;
     icon.hWnd = handle(words.at(1));
-    icon.uID = static_cast<UINT>(std::stoul(words.at(2)));
-    return json(Shell_NotifyIconW(NIM_DELETE, &icon) != FALSE);
+    icon.uID = words.at(2);
+    return Shell_NotifyIconW(NIM_DELETE, &icon) != FALSE;
 }
 
 /// Tells all programs that the taskbar has been made anew, as the shell does after its own crash.
-std::string announceTaskbar(const Words&) {
-    return json(SendNotifyMessageW(HWND_BROADCAST, RegisterWindowMessageW(L"TaskbarCreated"), 0, 0) != FALSE);
+json announceTaskbar(const json&) {
+    return SendNotifyMessageW(HWND_BROADCAST, RegisterWindowMessageW(L"TaskbarCreated"), 0, 0) != FALSE;
 }
 
 // ------------------------------------------------------------------------------------------------ registry
 
-std::wstring characters(const std::vector<BYTE>& bytes) { return {bytes.begin(), bytes.end()}; }
+std::wstring text(const json& word) { return wide(word.get<std::string>()); }
 
 /// Every value of a key with its type and its raw data, in threes; null for no such key.
-std::string readKey(const Words& words) {
+json readKey(const json& words) {
     HKEY key = nullptr;
-    if (RegOpenKeyW(HKEY_CURRENT_USER, words.at(1).c_str(), &key) != ERROR_SUCCESS) return "null";
-    std::vector<std::string> values;
+    if (RegOpenKeyW(HKEY_CURRENT_USER, text(words.at(1)).c_str(), &key) != ERROR_SUCCESS) return nullptr;
+    json values = json::array();
     for (DWORD i = 0;; ++i) {
         // The narrow call, since it hands out the data as the narrow writer gave them, without a NUL of its own.
         char name[256];
@@ -103,56 +101,54 @@ std::string readKey(const Words& words) {
         if (RegEnumValueA(key, i, name, &length, nullptr, &type, nullptr, &size) != ERROR_SUCCESS) break;
         std::vector<BYTE> data(size);
         RegQueryValueExA(key, name, nullptr, &type, data.data(), &size);
-        values.push_back(list({json(wide(name)), std::to_string(type), json(characters(data))}));
+        values.push_back({name, type, data});
     }
     RegCloseKey(key);
-    return list(values);
+    return values;
 }
 
-/// write KEY NAME TYPE BYTE...
-std::string writeValue(const Words& words) {
+/// write KEY NAME TYPE BYTES
+json writeValue(const json& words) {
     HKEY key = nullptr;
-    RegCreateKeyW(HKEY_CURRENT_USER, words.at(1).c_str(), &key);
-    std::vector<BYTE> data;
-    for (std::size_t i = 4; i < words.size(); ++i) data.push_back(static_cast<BYTE>(std::stoul(words[i])));
+    RegCreateKeyW(HKEY_CURRENT_USER, text(words.at(1)).c_str(), &key);
+    const std::string name = words.at(2);
+    std::vector<BYTE> data = words.at(4);
     const auto size = static_cast<DWORD>(data.size());
     data.push_back(0xff); // a NUL behind the data would be stored with them, counted or not
-    const std::string name(words.at(2).begin(), words.at(2).end());
-    const auto type = static_cast<DWORD>(std::stoul(words.at(3)));
-    const LSTATUS result = RegSetValueExA(key, name.c_str(), 0, type, data.data(), size);
+    const LSTATUS result = RegSetValueExA(key, name.c_str(), 0, words.at(3), data.data(), size);
     RegCloseKey(key);
-    return json(result == ERROR_SUCCESS);
+    return result == ERROR_SUCCESS;
 }
 
-std::string deleteKey(const Words& words) {
-    return json(RegDeleteTreeW(HKEY_CURRENT_USER, words.at(1).c_str()) == ERROR_SUCCESS);
+json deleteKey(const json& words) {
+    return RegDeleteTreeW(HKEY_CURRENT_USER, text(words.at(1)).c_str()) == ERROR_SUCCESS;
 }
 
 // ---------------------------------------------------------------------------------------- desktop, programs
 
-std::string applicationData(const Words&) {
+json applicationData(const json&) {
     wchar_t path[MAX_PATH] = L"";
     SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, path);
-    return json(std::wstring(path));
+    return narrow(path);
 }
 
 /// The numbers of the processes that run the named program.
-std::string processes(const Words& words) {
-    std::vector<std::string> found;
+json processes(const json& words) {
+    json found = json::array();
     HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     PROCESSENTRY32W entry{};
     entry.dwSize = sizeof entry;
     for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry))
-        if (lstrcmpiW(entry.szExeFile, words.at(1).c_str()) == 0) found.push_back(std::to_string(entry.th32ProcessID));
+        if (text(words.at(1)) == entry.szExeFile) found.push_back(entry.th32ProcessID);
     CloseHandle(snapshot);
-    return list(found);
+    return found;
 }
 
-std::string endProcess(const Words& words) {
-    HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, static_cast<DWORD>(std::stoul(words.at(1))));
+json endProcess(const json& words) {
+    HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, words.at(1));
     const bool ended = TerminateProcess(process, 1) != FALSE;
     CloseHandle(process);
-    return json(ended);
+    return ended;
 }
 
 BOOL CALLBACK redraw(HWND window, LPARAM) {
@@ -188,7 +184,7 @@ DWORD WINAPI keepWindowsInFront(void*) {
 
 /// The screen's size. The first time, with which the desktop comes up as the registry has it, goes before all that
 /// looks at windows.
-std::string screen(const Words&) {
+json screen(const json&) {
     static const bool raised = [] {
         SetThreadDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2); // the screen's own pixels
         ReleaseDC(nullptr, GetDC(nullptr)); // two threads at once would raise two desktops
@@ -196,45 +192,39 @@ std::string screen(const Words&) {
         return CreateThread(nullptr, 0, keepWindowsInFront, nullptr, 0, nullptr) != nullptr;
     }();
     if (!raised) throw std::runtime_error("no thread");
-    return list({std::to_string(GetSystemMetrics(SM_CXSCREEN)), std::to_string(GetSystemMetrics(SM_CYSCREEN))});
+    return {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
 }
 
 // ------------------------------------------------------------------------------------------------ commands
 
-std::string answer(const Words& words) {
-    static const std::map<std::wstring, std::function<std::string(const Words&)>> commands{
-        {L"screen", screen},
-        {L"windows", windows},
-        {L"children", children},
-        {L"focus", focus},
-        {L"read", read},
-        {L"contrast", contrastTheme},
-        {L"resolution", resolution},
-        {L"forget icon", forgetIcon},
-        {L"announce taskbar", announceTaskbar},
-        {L"key", readKey},
-        {L"write", writeValue},
-        {L"deletekey", deleteKey},
-        {L"appdata", applicationData},
-        {L"processes", processes},
-        {L"end", endProcess},
+json answer(const json& words) {
+    static const std::map<std::string, json (*)(const json&)> commands{
+        {"screen", screen},
+        {"windows", windows},
+        {"children", children},
+        {"focus", focus},
+        {"read", read},
+        {"contrast", contrastTheme},
+        {"resolution", resolution},
+        {"forget icon", forgetIcon},
+        {"announce taskbar", announceTaskbar},
+        {"key", readKey},
+        {"write", writeValue},
+        {"deletekey", deleteKey},
+        {"appdata", applicationData},
+        {"processes", processes},
+        {"end", endProcess},
     };
     try {
-        return commands.at(words.at(0))(words);
+        return commands.at(words.at(0).get<std::string>())(words);
     } catch (const std::exception& fault) {
-        return object({{"error", json(wide(fault.what()))}});
+        return {{"error", fault.what()}};
     }
-}
-
-Words split(const std::wstring& line) {
-    Words words;
-    std::wistringstream rest(line);
-    for (std::wstring word; std::getline(rest, word, L'\t');) words.push_back(word);
-    return words;
 }
 
 } // namespace
 
 int main() {
-    for (std::string line; std::getline(std::cin, line);) std::cout << answer(split(wide(line))) << std::endl;
+    for (std::string line; std::getline(std::cin, line);)
+        std::cout << answer(json::parse(line)).dump(-1, ' ', true) << std::endl;
 }
