@@ -72,7 +72,7 @@ TEST_F(Windows, TheTagCheckRefusesAndFallsBack) {
     const std::wstring invalid = L"Invalid Character | 64 | Oops! A tag can only contain letters, numbers, dashes, "
                                  L"spaces, and wildcard characters (*).\r\n\r\nTo enter multiple tags, seperate them "
                                  L"with a comma.";
-    const std::wstring longest(64, L'b');
+    const std::wstring longest = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-*"; // 64 letters
     const std::wstring usual = L"dog*, AZaz b*ball-09";
     const std::tuple<std::wstring, std::wstring, std::wstring> cases[] = {
         // no box: it passes
