@@ -11,7 +11,7 @@ inline constexpr std::uint32_t hkeyCurrentUser = 0x80000001u;
 inline constexpr std::uint32_t regSz = 1; // REG_SZ
 
 struct RegistryValue {
-    std::uint32_t type; // REG_SZ and so on
+    std::uint32_t type = 0; // REG_SZ and so on
     std::string data;   // exactly the stored bytes, a terminating NUL included if one was stored
 };
 

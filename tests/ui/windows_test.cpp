@@ -50,7 +50,8 @@ TEST_F(Windows, EveryChoiceOfASourceIsSavedAndTriedAfresh) {
         {frmMain->optMemberUploads, L"UseMembers", L"Uploads", L"A+U-U-"},
         {frmMain->optMemberFavorites, L"UseMembers", L"Favorites", L"A+U-U-"},
         {frmMain->picSourceTabs[2], L"ActiveTab", L"2", L"U-U-A+"},
-        {frmMain->picSourceTabs[1], L"ActiveTab", L"1", L"U-A+U-"}};
+        {frmMain->picSourceTabs[1], L"ActiveTab", L"1", L"U-A+U-"},
+        {frmMain->picSourceTabs[0], L"ActiveTab", L"0", L"A+U-U-"}};
     for (const auto& [pressed, key, value, then] : cases) {
         noWallpapersExist = true;
         EXPECT_TRUE(Input::press(pressed));
@@ -61,7 +62,7 @@ TEST_F(Windows, EveryChoiceOfASourceIsSavedAndTriedAfresh) {
     toggleSourceTabs(3);
     toggleSourceTabs(-1);
     EXPECT_EQ(shown(), L"U-U-U-");
-    EXPECT_EQ(activeTab, 1) << "a tab that is none changes nothing but the pages";
+    EXPECT_EQ(activeTab, 0) << "a tab that is none changes nothing but the pages";
     EXPECT_EQ(setting(L"ActiveTab"), L"-1");
 }
 

@@ -11,8 +11,8 @@
 namespace {
 
 struct Timer {
-    std::uint64_t due;
-    std::uint32_t interval;
+    std::uint64_t due = 0;
+    std::uint32_t interval = 0;
     std::function<void()> callback;
 };
 

@@ -56,6 +56,7 @@ struct PictureFile::Decoder {
     std::unique_ptr<stbi_uc, void (*)(void*)> rgba{nullptr, stbi_image_free}; // this decoder knows no rows
 };
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the other desktop keeps it.
 PictureFile::PictureFile(std::string content) : decoder(std::make_unique<Decoder>()) {
     Source source{content};
     decoder->rgba.reset(stbi_load_from_callbacks(&callbacks, &source, &decoder->width, &decoder->height, nullptr, 4));

@@ -39,7 +39,7 @@ struct ShellCall {
     std::int32_t showCommand;
 };
 struct TrayCall {
-    std::uint32_t message;
+    std::uint32_t message = 0;
     platform::NotifyIconData record;
 };
 struct PlaceCall {
