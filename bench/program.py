@@ -78,7 +78,7 @@ def measure_starts():
                     times[name].append((wall, processor_seconds(process_of(program.name))))
                     number = desktop.probe.ask("processes", program.name)[0]
                     desktop.probe.ask("end", number)
-                until(lambda: not desktop.probe.ask("processes", program.name), "its end", PATIENCE)
+                until(lambda name=program.name: not desktop.probe.ask("processes", name), "its end", PATIENCE)
         settings.forget()
     return times
 
@@ -123,7 +123,8 @@ def rotations_of(subject):
 
 def rotate(subject, begin=lambda: None):
     """Seconds from the request for the image to the bitmap, and of processor time."""
-    before, count, processor = subject.changed(), len(subject.service.asked("image")), processor_seconds(subject.process)
+    before, count = subject.changed(), len(subject.service.asked("image"))
+    processor = processor_seconds(subject.process)
     begin()
     until(lambda: subject.changed() != before, "the bitmap", PATIENCE)
     asked = subject.service.wait_for("image", count + 1).time

@@ -18,8 +18,10 @@ inline void fuzzText(const std::uint8_t* data, std::size_t size) {
     require(text.ends_with(answer) && (!marked || answer.size() + 4 <= text.size()));
 
     require(!std::isnan(Val(text)));
-    for (const auto convert : {+[](const std::wstring& t) { toDouble(t); }, +[](const std::wstring& t) { toLong(t); },
-                               +[](const std::wstring& t) { toInteger(t); }}) {
+    void (*const conversions[])(const std::wstring&) = {[](const std::wstring& t) { toDouble(t); },
+                                                        [](const std::wstring& t) { toLong(t); },
+                                                        [](const std::wstring& t) { toInteger(t); }};
+    for (const auto convert : conversions) {
         try {
             convert(text);
             require(isNumeric(text));

@@ -14,9 +14,9 @@ TEST(Numbers, ConversionRoundsHalvesToTheEvenNeighbour) {
     EXPECT_EQ(toInteger(L"-32768"), -32768);
     EXPECT_EQ(toLong(L"2147483647.4"), 2147483647);
     EXPECT_DOUBLE_EQ(toDouble(L"1D2"), 100);
-    for (const auto& fails : {+[] { (void)toInteger(L"32768"); }, +[] { (void)toLong(L"2147483647.5"); },
-                              +[] { (void)toInteger(-32768.6); }, +[] { (void)toDouble(L"1e999"); }})
-        EXPECT_EQ(numberRaisedBy(fails), errors::overflow);
+    void (*const failing[])() = {[] { (void)toInteger(L"32768"); }, [] { (void)toLong(L"2147483647.5"); },
+                                 [] { (void)toInteger(-32768.6); }, [] { (void)toDouble(L"1e999"); }};
+    for (const auto fails : failing) EXPECT_EQ(numberRaisedBy(fails), errors::overflow);
 }
 
 TEST(Numbers, TextsAreNumericOnlyAsAWhole) {
