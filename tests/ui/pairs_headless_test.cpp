@@ -131,6 +131,10 @@ TEST_F(Pairs, WhatComesByItselfLeavesTheKeyboardToAnotherProgram) {
                      frmQuickStart->Hide();
                  });
     guide();
+    frmLogin.discard();
+    EXPECT_EQ(frmQuickStart->owner(), &*frmMain);
+    frmMain.discard();
+    EXPECT_FALSE(frmQuickStart->owner()) << "which it outlives";
 }
 
 TEST_F(Pairs, AMinimizedWindowThatIsNeededComesBack) {
