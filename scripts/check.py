@@ -4,9 +4,9 @@ usage: ./test [native|lint|wine|e2e|long]
 
 Without a word: everything but what takes its time.
   native   the suite on the headless desktop, with sanitizers, and the tests of the stand-in site
-  lint     clang-tidy, cppcheck, shellcheck and ruff; minutes the first time, then only what has changed
+  lint     clang-tidy, cppcheck and shellcheck, and ruff if asked for; only what has changed since the last time
   wine     the same suite, built for Windows, under Wine
-  e2e      the shipped program on a Wine desktop, the tour, and the release's files
+  e2e      the shipped program on a Wine desktop, the tour, 200 rotations, and the release's files
   long     everything, and what takes its time
 """
 
@@ -87,7 +87,11 @@ def native(part):
 
 
 def lint(part):
-    part.run("scripts/lint.py", "--report", part.reports / "lint.xml", minutes=20)
+    part.run("scripts/lint.py", "--report", part.reports / "lint.xml", "tidy", "cppcheck", "shell", minutes=20)
+
+
+def style(part):
+    part.run("scripts/lint.py", "--report", part.reports / "style.xml", "python", minutes=5)
 
 
 def harbor(part):
@@ -111,6 +115,10 @@ def e2e(part):
         part.run(*SITENET, *PYTEST, "tests/e2e", f"--junitxml={part.reports}/e2e.xml", minutes=40)
 
 
+def soak(part):
+    part.passed += part.run("bench/soak", "200", minutes=15)
+
+
 def long(part):
     release(part, "long", minutes=60)
 
@@ -122,19 +130,20 @@ def tour(part):
 
 GROUPS = {
     "lint": [lint],
-    "build": [native, lint, wine, release, e2e, tour, long],
-    "site": [harbor, e2e, tour],
-    "test": [harbor, release, e2e, long],
+    "style": [style],
+    "build": [native, lint, wine, release, e2e, tour, soak, long],
+    "site": [harbor, e2e, tour, soak],
+    "test": [harbor, release, e2e, soak, long],
     "release": [release, e2e, long],
 }
-WINE_PARTS = [wine, release, e2e, tour, long]
+WINE_PARTS = [wine, release, e2e, tour, soak, long]
 CHOICES = {
-    "": [native, harbor, wine, release, e2e, tour],
+    "": [native, harbor, lint, wine, release, e2e, tour, soak],
     "native": [native, harbor],
-    "lint": [lint],
+    "lint": [lint, style],
     "wine": [wine],
-    "e2e": [release, e2e, tour],
-    "long": [native, harbor, wine, release, e2e, tour, long],
+    "e2e": [release, e2e, tour, soak],
+    "long": [native, harbor, lint, wine, release, e2e, tour, soak, long],
 }
 
 

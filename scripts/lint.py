@@ -82,11 +82,10 @@ def read(file):
 
 
 def units():
-    """What both builds compile of this project; a test that both have is looked at in the native one alone."""
+    """What the builds compile of this project; a source that both have is looked at in the native one alone."""
     native = list(units_of("native"))
     known = {unit.file for unit in native}
-    tests = ROOT / "tests"
-    return native + [unit for unit in units_of("win32") if not (unit.file.is_relative_to(tests) and unit.file in known)]
+    return native + [unit for unit in units_of("win32") if unit.file not in known]
 
 
 def units_of(build):
@@ -128,7 +127,8 @@ def each(work, things):
 
 
 def tidy():
-    salt = output("clang-tidy-19", "--version") + (ROOT / ".clang-tidy").read_text(encoding="utf-8")
+    settings = [ROOT / ".clang-tidy", ROOT / "tests" / ".clang-tidy"]
+    salt = "".join([output("clang-tidy-19", "--version"), *(file.read_text(encoding="utf-8") for file in settings)])
 
     def look(unit):
         key = unit.key("tidy", salt)

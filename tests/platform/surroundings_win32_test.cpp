@@ -22,8 +22,8 @@ TEST_F(Win32Toolkit, AWindowFollowsItsScreensDensityAndComesBackOntoTheScreen) {
         RECT combo;
         const HWND field = ChildWindowFromPoint(window(), inCombo);
         GetClientRect(field, &combo);
-        EXPECT_NEAR(combo.right, 100 * dpi / 96, 1);
-        EXPECT_NEAR(combo.bottom, 24 * dpi / 96, 1);
+        EXPECT_NEAR(combo.right, dpi / 96.0 * 100, 1);
+        EXPECT_NEAR(combo.bottom, dpi / 96.0 * 24, 1);
         LOGFONTW letters;
         GetObjectW(reinterpret_cast<HFONT>(SendMessageW(field, WM_GETFONT, 0, 0)), sizeof letters, &letters);
         EXPECT_EQ(letters.lfHeight, -std::lround(9.0 * dpi / 72));

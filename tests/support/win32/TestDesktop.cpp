@@ -99,7 +99,7 @@ void reset() {
     const std::wstring applicationData = scratchFolder() + L"\\AppData";
     fs::create_directory(applicationData);
     RegSetKeyValueW(HKEY_CURRENT_USER, shellFolders, L"AppData", REG_SZ, applicationData.c_str(),
-                    static_cast<DWORD>((applicationData.size() + 1) * sizeof(wchar_t)));
+                    static_cast<DWORD>(applicationData.size() + 1) * sizeof(wchar_t));
 }
 
 void cleanUp() {
