@@ -5,9 +5,8 @@ namespace {
 class Answers : public ProgramTest {
 protected:
     static std::wstring noticeAfter(const std::wstring& answer) {
-        frmSlideMessage.discard();
         ParseXML(answer);
-        return notice();
+        return takeNotice();
     }
 };
 

@@ -113,14 +113,13 @@ TEST_F(Login, NonsenseInASettingStopsTheBringUpWithAReport) {
     site();
     gAPI->apiUsername = L"Alice";
     for (const wchar_t* key : {L"Freeze", L"ActiveWallpaper", L"ActiveTab"}) { // each is read before the last
-        frmSlideMessage.discard();
         forgetLogin();
         saveAccountSetting(key, L"abc");
         gAPI->apiUsername = L"alice";
         gAPI->apiPasswordHash = L"ff";
         ASSERT_TRUE(gAPI->APILogin());
         ASSERT_TRUE(testDesktop::pumpUntil([] { return frmSlideMessage.isLoaded(); })) << key;
-        EXPECT_THAT(notice(), HasSubstr(L"In Function ParseXML, modXML\r\n[13] Type mismatch\r\n"));
+        EXPECT_THAT(takeNotice(), HasSubstr(L"In Function ParseXML, modXML\r\n[13] Type mismatch\r\n"));
         EXPECT_TRUE(gAPI->apiLoggedIn);
         EXPECT_EQ(saved(), L"Alice:ff") << "before anything of the account is read";
         EXPECT_FALSE(gTimers->Active_ChangeWallpaper) << "the steps behind the failure do not run";

@@ -4,10 +4,6 @@ namespace {
 
 class Outage : public ProgramTest {
 protected:
-    static inline const std::wstring announcement =
-        L"Quillory - Connection Issue | Could not connect to VelvetHarbor\r\n\r\nQuillory will try again in a few "
-        L"minutes.  Wallpaper rotation will resume automatically when you reconnect to the internet.";
-
     /// Takes the site away under a program that is logged in, and lets a timed rotation find out.
     void loseTheSite(int atTick) {
         logIn();
@@ -17,8 +13,7 @@ protected:
         rotate(false);
         EXPECT_TRUE(gAPI->apiNetworkOutage && gTimers->Active_NetworkRetry);
         EXPECT_EQ(Start_NetworkRetry, atTick);
-        EXPECT_EQ(notice(), announcement);
-        frmSlideMessage.discard();
+        EXPECT_EQ(takeNotice(), outageNotice);
     }
     static void rotate(bool forced) {
         gAPI->apiForced = forced;
@@ -42,7 +37,7 @@ TEST_F(Outage, IsAnnouncedOnceAndRetriedInTheBackground) {
     loseTheSite(12);
     EXPECT_EQ(tickOfReturn(), -1);
     rotate(false);
-    EXPECT_EQ(notice(), L"") << "the retries that fail say nothing, nor do timed rotations";
+    EXPECT_EQ(takeNotice(), L"") << "the retries that fail say nothing, nor do timed rotations";
 
     site().comeBack();
     EXPECT_EQ(tickOfReturn(), 42);
@@ -57,7 +52,7 @@ TEST_F(Outage, InTheSecondHalfOfAMinuteIsRetriedOnlyByTheUser) {
     loseTheSite(35);
     timerTick = 20;
     rotate(true);
-    EXPECT_EQ(notice(), announcement) << "told afresh to a user who asks";
+    EXPECT_EQ(takeNotice(), outageNotice) << "told afresh to a user who asks";
     EXPECT_TRUE(gAPI->apiNetworkOutage);
     EXPECT_EQ(Start_NetworkRetry, 20);
     Start_NetworkRetry = 35;
@@ -73,7 +68,7 @@ TEST_F(Outage, InTheSecondHalfOfAMinuteIsRetriedOnlyByTheUser) {
     for (timerTick = 22; timerTick < 42; tick()) ASSERT_TRUE(gTimers->Active_NetworkRetry) << timerTick;
     tick();
     EXPECT_FALSE(gTimers->Active_NetworkRetry);
-    EXPECT_EQ(notice(), L"");
+    EXPECT_EQ(takeNotice(), L"");
 }
 
 TEST_F(Outage, IsNoticedByTheWatchdogUnlessItSleepsAndEndedByAnyData) {
@@ -88,11 +83,11 @@ TEST_F(Outage, IsNoticedByTheWatchdogUnlessItSleepsAndEndedByAnyData) {
     rotate(false);
     tick(10);
     EXPECT_FALSE(gAPI->apiNetworkOutage);
-    EXPECT_EQ(notice(), L"");
+    EXPECT_EQ(takeNotice(), L"");
     tick();
     EXPECT_TRUE(gAPI->apiNetworkOutage);
     EXPECT_FALSE(gTimers->Active_SockTimeout);
-    EXPECT_EQ(notice(), announcement);
+    EXPECT_EQ(takeNotice(), outageNotice);
     getGalleries();
     EXPECT_FALSE(frmMain->cboGallery.Enabled() || frmMain->cboCategory.Enabled()) << "the combos wait";
     ASSERT_TRUE(testDesktop::pumpUntil([] { return !gAPI->apiNetworkOutage; }));
@@ -113,7 +108,7 @@ TEST_F(Outage, AtTheLoginWindowComesAsABoxAndOnlyOnce) {
                                         L"at this time due to a connectivity issue.\r\n\r\nPlease make sure you're "
                                         L"connected to the internet and try again."));
     EXPECT_FALSE(gTimers->Active_NetworkRetry);
-    EXPECT_EQ(notice(), L"");
+    EXPECT_EQ(takeNotice(), L"");
 }
 
 TEST_F(Outage, ALoginThatNeverCameIsTakenUpAgainWhenTheNetworkComes) {
@@ -125,7 +120,7 @@ TEST_F(Outage, ALoginThatNeverCameIsTakenUpAgainWhenTheNetworkComes) {
     timerTick = 3;
     gAPI->APILogin();
     EXPECT_TRUE(gAPI->apiNetworkOutage);
-    EXPECT_EQ(notice(), announcement);
+    EXPECT_EQ(takeNotice(), outageNotice);
     gAPI->apiSilent = false;
     frmMain->Visible = true;
     site();

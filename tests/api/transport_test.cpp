@@ -68,7 +68,7 @@ TEST_F(Transport, TheEndOfAnAnswerIsKnownFromItsText) {
     const std::string whole = Service::apiAnswer(Service::galleries);
     EXPECT_TRUE(isUnderstood({whole}));
     EXPECT_TRUE(frmMain->tmrMain.Enabled);
-    EXPECT_EQ(notice(), L"");
+    EXPECT_EQ(takeNotice(), L"");
     site().replies = {{"vh.wallpapers", {{Service::apiAnswer("<half")}}}};
     ASSERT_TRUE(send(L"vh.wallpapers.browse"));
     ASSERT_TRUE(testDesktop::pumpUntil([] { return !gTimers->Active_SockTimeout; }));
@@ -78,7 +78,6 @@ TEST_F(Transport, TheEndOfAnAnswerIsKnownFromItsText) {
     for (const char c : whole.substr(whole.size() - 30)) bytes.emplace_back(1, c);
     EXPECT_TRUE(isUnderstood(bytes)) << "the end byte by byte";
     EXPECT_TRUE(isUnderstood({whole.substr(0, body), whole.substr(body)}));
-    EXPECT_TRUE(isUnderstood({whole.substr(0, body + 30), whole.substr(body + 30, 40), whole.substr(body + 70)}));
     EXPECT_TRUE(isUnderstood({Service::apiAnswer("\n\n" + Service::galleries + "\n\n\n")})) << "empty lines around it";
     std::string withAttribute = whole;
     withAttribute.replace(body, 11, "<galleries count=\"2\" x=\"y\">");
@@ -91,7 +90,7 @@ TEST_F(Transport, AnAnswerThatDoesNotCloseItsRootOnALineOfItsOwnNeverEnds) {
     EXPECT_FALSE(isUnderstood({Service::apiAnswer(crlf)}));
     // The tag of the answer that never ended is still the one that counts.
     EXPECT_FALSE(isUnderstood({Service::apiAnswer(Service::galleries)}));
-    EXPECT_EQ(notice(), L"");
+    EXPECT_EQ(takeNotice(), L"");
 }
 
 TEST_F(Transport, ASplitHeaderIsTakenForAForeignOneAndStopsTheClock) {
@@ -100,24 +99,26 @@ TEST_F(Transport, ASplitHeaderIsTakenForAForeignOneAndStopsTheClock) {
     frmSlideMessage.discard();
     EXPECT_TRUE(isUnderstood({whole.substr(0, 10), whole.substr(10)}));
     EXPECT_FALSE(frmMain->tmrMain.Enabled);
-    EXPECT_EQ(notice(), L"Quillory - Network Error | Quillory received a response from a source other than Velvet "
-                        L"Harbor.  This is usually caused by a wireless gateway interfering (at a coffee shop, "
-                        L"airport, etc).  Try visiting VelvetHarbor in your web browser.  If everything works there, "
-                        L"try scanning your computer for spyware.");
+    EXPECT_EQ(takeNotice(),
+              L"Quillory - Network Error | Quillory received a response from a source other than Velvet "
+              L"Harbor.  This is usually caused by a wireless gateway interfering (at a coffee shop, "
+              L"airport, etc).  Try visiting VelvetHarbor in your web browser.  If everything works there, "
+              L"try scanning your computer for spyware.");
     EXPECT_FALSE(isUnderstood({whole.substr(0, 25), whole.substr(25)}))
         << "cut behind its first line, which is taken for the answer's: what would close it never comes";
 }
 
 TEST_F(Transport, AnAnswerOfOneLineIsUnexpected) {
     EXPECT_FALSE(isUnderstood({Service::apiAnswer("<galleries></galleries>\n")}));
-    EXPECT_EQ(notice(), L"Quillory - Network Error | The Velvet Harbor servers responded in an unexpected way.  This "
-                        L"could be due to a temporary network problem or interference from another program on your "
-                        L"computer (such as spyware).  If this continues, please reinstall Quillory: "
-                        L"http://velvetharbor.example/quillory/");
+    EXPECT_EQ(takeNotice(),
+              L"Quillory - Network Error | The Velvet Harbor servers responded in an unexpected way.  This "
+              L"could be due to a temporary network problem or interference from another program on your "
+              L"computer (such as spyware).  If this continues, please reinstall Quillory: "
+              L"http://velvetharbor.example/quillory/");
     EXPECT_FALSE(frmMain->tmrMain.Enabled);
     gAPI = std::make_unique<CVHAPI>();
     EXPECT_FALSE(isUnderstood({Service::apiAnswer("<a>\n</a>\n")}));
-    EXPECT_THAT(notice(), StartsWith(L"Quillory - API Error | ")) << "the shortest that is an answer";
+    EXPECT_THAT(takeNotice(), StartsWith(L"Quillory - API Error | ")) << "the shortest that is an answer";
 }
 
 } // namespace

@@ -37,7 +37,6 @@ TEST(Numbers, ValTakesTheLeadingNumber) {
 }
 
 TEST(Numbers, SinglesHaveSevenDigitsAtTheMost) {
-    EXPECT_EQ(singleText(1.77778f), L"1.77778");
     EXPECT_EQ(singleText(1.2345678f), L"1.234568");
     EXPECT_EQ(singleText(1920.0f), L"1920");
 }

@@ -1,6 +1,12 @@
 #include "program/Person.h"
 
+#include "support/TestDesktop.h"
+
 namespace person {
+
+void settle() {
+    testDesktop::pumpUntil([] { return false; }, 50);
+}
 
 void once(std::function<bool()> holds, std::function<void()> action) {
     later(

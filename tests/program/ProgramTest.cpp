@@ -69,9 +69,11 @@ void ProgramTest::tick(int times) {
     for (int i = 0; i < times; ++i) frmMain->tmrMain.Timer();
 }
 
-std::wstring ProgramTest::notice() {
+std::wstring ProgramTest::takeNotice() {
     if (!frmSlideMessage.isLoaded()) return {};
-    return frmSlideMessage->lblTitle.Caption() + L" | " + frmSlideMessage->lblStatusMsg.Caption();
+    const auto text = frmSlideMessage->lblTitle.Caption() + L" | " + frmSlideMessage->lblStatusMsg.Caption();
+    frmSlideMessage.discard();
+    return text;
 }
 
 std::vector<std::wstring> ProgramTest::newBoxes() {

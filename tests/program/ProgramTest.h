@@ -49,8 +49,12 @@ protected:
     /// Reads a setting of the account that is logged in, "(none)" if it was never written.
     static std::wstring setting(const std::wstring& key) { return getAccountSetting(key, L"(none)"); }
 
-    /// The notice that is up, as "title | text"; empty for none.
-    static std::wstring notice();
+    /// Takes the notice that is up away, as "title | text"; empty for none.
+    static std::wstring takeNotice();
+
+    static inline const std::wstring outageNotice =
+        L"Quillory - Connection Issue | Could not connect to VelvetHarbor\r\n\r\nQuillory will try again in a few "
+        L"minutes.  Wallpaper rotation will resume automatically when you reconnect to the internet.";
 
     /// The message boxes since the last call, each as "title | style | text".
     std::vector<std::wstring> newBoxes();

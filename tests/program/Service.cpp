@@ -7,7 +7,7 @@
 std::string samplePicture() {
     const std::string header("BM\x46\0\0\0\0\0\0\0\x36\0\0\0", 14);
     const std::string sizes("\x28\0\0\0\2\0\0\0\2\0\0\0\1\0\x18\0\0\0\0\0\x10\0\0\0", 24); // 2 by 2, of 24 bits
-    const std::string row("\x10\x20\x30\x10\x20\x30\0\0", 8);                                // padded
+    const std::string row("\x10\x20\x30\x10\x20\x30\0\0", 8);                              // padded
     return header + sizes + std::string(16, '\0') + row + row;
 }
 
@@ -108,6 +108,11 @@ void Service::onApi(const std::string& method, const std::string& body) {
 
 void Service::onFile(const std::string& pathPart, const std::string& content) {
     replies.insert(replies.begin(), {pathPart, {{fileAnswer(content)}, true}});
+}
+
+void Service::offerUpdate() {
+    onFile("Quillory-1.0.113.zip.md5 ", updateHash + "\n");
+    onFile("Quillory-1.0.113.zip ", updateArchive);
 }
 
 std::string Service::apiAnswer(const std::string& body) {

@@ -34,6 +34,7 @@ public:
 
     void onApi(const std::string& method, const std::string& body);
     void onFile(const std::string& pathPart, const std::string& content);
+    void offerUpdate(); // the archive and its checksum
     void stayMute(const std::string& method) { replies.push_back({"method=" + method, {}}); }
 
     /// Closes every connection and refuses new ones until comeBack().
@@ -44,6 +45,9 @@ public:
     static std::string apiAnswer(const std::string& body);
     static std::string fileAnswer(const std::string& content);
 
+    static inline const std::wstring updateLink = L"http://dl.velvetharbor.example/quillory/Quillory-1.0.113.zip";
+    static inline const std::string updateArchive = "PK archive of the new release";
+    static inline const std::string updateHash = "68459d8c45fa15311a0db9d11dfc38f5";
     static inline const std::string auth = "<auth>\n<token>t0k3n</token>\n<username>Alice</username>\n"
                                            "<apiKey>Zz11yY22xX33</apiKey>\n</auth>\n";
     static inline const std::string galleries =

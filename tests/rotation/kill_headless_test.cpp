@@ -1,4 +1,3 @@
-#include "core/modMD5.h"
 #include "platform/headless/Kill.h"
 #include "platform/headless/Loop.h"
 #include "platform/headless/State.h"
@@ -12,9 +11,6 @@ using testing::AnyOf;
 
 class Kill : public ProgramTest {
 protected:
-    static inline const std::wstring link = L"http://dl.velvetharbor.example/quillory/Quillory-1.0.113.zip";
-    static inline const std::string archive = "PK archive of the new release";
-
     static std::string bitmap() { return platform::readWholeFile(tempFolder + L"Quillory.bmp"); }
     static std::string newPicture() { return samplePicture().substr(54); }
 
@@ -33,9 +29,7 @@ protected:
     }
     void bringUp() {
         ProgramTest::SetUp();
-        const std::wstring checksum = md5String(std::wstring(archive.begin(), archive.end()));
-        site().onFile("Quillory-1.0.113.zip.md5 ", std::string(checksum.begin(), checksum.end()) + "\n");
-        site().onFile("Quillory-1.0.113.zip ", archive);
+        site().offerUpdate();
         logIn();
     }
 
@@ -110,7 +104,7 @@ TEST_F(Kill, InASaveOrALoginLeavesEverySettingAsBeforeOrAfter) {
 
 TEST_F(Kill, InAnUpdateLeavesOneThatCanBeMade) {
     const auto update = [] {
-        upgradeQuillory(link);
+        upgradeQuillory(Service::updateLink);
         testDesktop::pumpUntil([] { return false; }); // it ends the process
     };
     killEverywhere(update, [&] {
@@ -119,7 +113,7 @@ TEST_F(Kill, InAnUpdateLeavesOneThatCanBeMade) {
         headless::state.started.clear();
         EXPECT_THROW(update(), headless::ProcessEnded);
         EXPECT_EQ(headless::state.started.size(), 1u);
-        EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), archive);
+        EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), Service::updateArchive);
     });
 }
 
@@ -136,7 +130,6 @@ TEST_F(Kill, NoFailureOfAFileCallStrandsARotation) {
         failed = headless::nthFileCallFailed();
         EXPECT_TRUE(failed || n > 5) << "a rotation hardly uses files";
         headless::failNthFileCall(0, 0);
-        frmSlideMessage.discard();
         saveAccountSetting(L"ActiveWallpaper", L"0");
         EXPECT_TRUE(rotates());
         EXPECT_EQ(setting(L"ActiveWallpaper"), L"4711");

@@ -104,24 +104,22 @@ TEST_F(Request, AnEmptySourceIsToldOnceInItsOwnWords) {
         {0, false, false, L"5", L""}};
     for (const auto& [tab, favorites, uploads, rating, what] : cases) {
         noWallpapersExist = false;
-        frmSlideMessage.discard();
         activeTab = tab;
         frmMain->optMemberFavorites.Value = favorites;
         frmMain->optMemberUploads.Value = uploads;
         frmOptions->txtRating.Text = rating;
         NoWallpapersExist();
         EXPECT_TRUE(noWallpapersExist);
-        EXPECT_EQ(notice(), what.empty() ? head : head + L"Check that " + what + L" rating (via your settings).");
+        EXPECT_EQ(takeNotice(), what.empty() ? head : head + L"Check that " + what + L" rating (via your settings).");
     }
-    frmSlideMessage.discard();
     NoWallpapersExist();
-    EXPECT_EQ(notice(), L"") << "once";
+    EXPECT_EQ(takeNotice(), L"") << "once";
 
     noWallpapersExist = false;
     frmOptions->txtRating.Text = L"many";
     NoWallpapersExist();
     EXPECT_FALSE(noWallpapersExist);
-    EXPECT_THAT(notice(), HasSubstr(L"In Function NoWallpapersExist, modXML\r\n[13] Type mismatch\r\n"));
+    EXPECT_THAT(takeNotice(), HasSubstr(L"In Function NoWallpapersExist, modXML\r\n[13] Type mismatch\r\n"));
 }
 
 } // namespace

@@ -80,18 +80,12 @@ TEST_F(Scheduler, RotatesWhenTheIntervalHasBeenCountedAndBeginsItAnew) {
 }
 
 TEST(FormattedTime, CountsDaysApart) {
-    const std::pair<std::int32_t, const wchar_t*> cases[] = {{0, L"0:00:00"},
-                                                             {5, L"0:00:05"},
-                                                             {59, L"0:00:59"},
-                                                             {60, L"0:01:00"},
-                                                             {3599, L"0:59:59"},
-                                                             {3600, L"1:00:00"},
-                                                             {10799, L"2:59:59"},
-                                                             {86399, L"23:59:59"},
-                                                             {86400, L"1 Day, 0:00:00"},
-                                                             {90061, L"1 Day, 1:01:01"},
-                                                             {2 * 86400 + 600, L"2 Days, 0:10:00"},
-                                                             {-7, L"0:00:-07"}};
+    const std::pair<std::int32_t, const wchar_t*> cases[] = {
+        {59, L"0:00:59"},           {60, L"0:01:00"},
+        {3599, L"0:59:59"},         {3600, L"1:00:00"},
+        {86399, L"23:59:59"},       {86400, L"1 Day, 0:00:00"},
+        {90061, L"1 Day, 1:01:01"}, {2 * 86400 + 600, L"2 Days, 0:10:00"},
+        {-7, L"0:00:-07"}};
     for (const auto& [left, text] : cases) {
         changeInterval = 1000;
         secondsSinceChange = 1000 - left;

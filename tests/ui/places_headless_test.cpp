@@ -68,8 +68,8 @@ TEST_F(ProgramTest, WhatFailsTellsItsPlace) {
             } catch (const std::bad_alloc&) { // in the report itself, or before the trap
             }
             allocationsLeft = 0;
-            isTold = notice().starts_with(std::wstring(L"Quillory - Internal Error | In Function ") + place +
-                                          L"\r\n[7] Out of memory\r\n");
+            isTold = takeNotice().starts_with(std::wstring(L"Quillory - Internal Error | In Function ") + place +
+                                              L"\r\n[7] Out of memory\r\n");
         }
         EXPECT_TRUE(isTold) << place;
     }

@@ -181,13 +181,13 @@ TEST_F(Tray, AnIconThatABusyShellRefusesIsTriedUntilItStands) {
 TEST_F(Tray, TheFirstMinimizeIsExplainedOnceForEachAccount) {
     gAPI->apiUsername = L"bob";
     minimizeToTray();
-    EXPECT_EQ(notice(), L"Quillory - Information | Quillory has been minimized!\r\n\r\nYou'll see the Quillory icon in "
-                        L"the bottom-right corner of your monitor.  To bring the preferences screen back, "
-                        L"double-click on the icon.  To see more options, right-click on it.");
+    EXPECT_EQ(takeNotice(),
+              L"Quillory - Information | Quillory has been minimized!\r\n\r\nYou'll see the Quillory icon in "
+              L"the bottom-right corner of your monitor.  To bring the preferences screen back, "
+              L"double-click on the icon.  To see more options, right-click on it.");
     EXPECT_EQ(setting(L"MinimizeHelp"), L"1");
-    frmSlideMessage.discard();
     minimizeToTray();
-    EXPECT_EQ(notice(), L"");
+    EXPECT_EQ(takeNotice(), L"");
 }
 
 } // namespace

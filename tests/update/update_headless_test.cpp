@@ -1,4 +1,3 @@
-#include "core/modMD5.h"
 #include "platform/headless/Loop.h"
 #include "platform/headless/State.h"
 #include "program/ProgramTest.h"
@@ -9,8 +8,6 @@ namespace {
 
 class Update : public ProgramTest {
 protected:
-    static inline const std::wstring link = L"http://dl.velvetharbor.example/quillory/Quillory-1.0.113.zip";
-    static inline const std::string archive = "PK archive of the new release";
     static inline const std::wstring updater = L"C:\\Program Files\\Quillory\\Updater\\update.exe";
     static inline const std::wstring permission =
         L"Proceed with Update? | 36 | An update has been released for your Quillory Wallpaper Manager software.\r\n\r\n"
@@ -26,18 +23,13 @@ protected:
     void SetUp() override {
         ProgramTest::SetUp();
         logIn();
-        site().onFile("Quillory-1.0.113.zip.md5 ", hashOf(archive) + "\n");
-        site().onFile("Quillory-1.0.113.zip ", archive);
+        site().offerUpdate();
         platform::makeDirectory(L"C:\\Program Files\\Quillory\\Updater");
         testDesktop::putFile(updater, "MZ");
         frmMain->tmrMain.Enabled = true;
     }
-    static std::string hashOf(const std::string& bytes) {
-        const std::wstring hash = md5String(std::wstring(bytes.begin(), bytes.end()));
-        return {hash.begin(), hash.end()};
-    }
     /// Lets the update run; true if the process ended.
-    static bool ends(const std::wstring& from = link) {
+    static bool ends(const std::wstring& from = Service::updateLink) {
         try {
             upgradeQuillory(from);
             testDesktop::pumpUntil([] { return false; });
@@ -49,7 +41,7 @@ protected:
     /// Begins an update whose archive does not come whole.
     void hangHalfWay() {
         site().replies = {{"GET /quillory", {{"HTTP/1.0 200 OK\r\nContent-Length: 99\r\n\r\nPK"}, false}}};
-        upgradeQuillory(link);
+        upgradeQuillory(Service::updateLink);
         ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadedBytes == 2; }));
     }
     static std::wstring title() { return frmDownloading->lblHeaderTitle.Caption; }
@@ -67,7 +59,7 @@ TEST_F(Update, RunsUnseenToTheUpdaterWhenNobodyIsWaiting) {
               L"runas " + updater + L" Quillory-1.0.113.zip");
     EXPECT_EQ(call.showCommand, 1);
     EXPECT_EQ(call.owner, frmMain->hWnd());
-    EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), archive);
+    EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), Service::updateArchive);
     EXPECT_FALSE(fileExists(tempFolder + L"Quillory-1.0.113.zip.md5"));
     EXPECT_FALSE(frmMain->tmrMain.Enabled || frmMain->Enabled || frmDownloading->Visible);
     EXPECT_TRUE(gAPI->apiForced);
@@ -92,7 +84,7 @@ TEST_F(Update, AsksAndTellsInThisOrder) {
         EXPECT_TRUE(ends());
         EXPECT_EQ(newBoxes(), boxes);
         EXPECT_EQ(site().count(".zip HTTP"), 3u);
-        EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), archive);
+        EXPECT_EQ(platform::readWholeFile(tempFolder + L"Quillory-1.0.113.zip"), Service::updateArchive);
         EXPECT_TRUE(frmDownloading->Visible);
         EXPECT_EQ(frmDownloading->owner(), &*frmMain);
         EXPECT_EQ(headless::state.foreground.back(), frmDownloading->hWnd());
@@ -110,9 +102,9 @@ TEST_F(Update, AsksAndTellsInThisOrder) {
 TEST_F(Update, AsksOnceHoweverLongTheAnswerTakes) {
     frmOptions->chkAutoUpdate.Value = 0;
     headless::whileBoxIsUp = [&](const headless::ShownBox&) {
-        if (headless::boxes.size() < 3) upgradeQuillory(link);
+        if (headless::boxes.size() < 3) upgradeQuillory(Service::updateLink);
     };
-    upgradeQuillory(link);
+    upgradeQuillory(Service::updateLink);
     EXPECT_THAT(newBoxes(), ElementsAre(permission));
     EXPECT_TRUE(gAPI->apiDownloadingUpdate);
 }
@@ -168,7 +160,7 @@ TEST_F(Update, ACorruptArchiveIsFetchedThreeTimes) {
     std::wstring told;
     person::once([] { return frmSlideMessage.isLoaded(); },
                  [&] {
-                     told = notice();
+                     told = frmSlideMessage->lblTitle.Caption() + L" | " + frmSlideMessage->lblStatusMsg.Caption();
                      headless::advance(3000);
                  });
     EXPECT_TRUE(ends());
@@ -183,7 +175,7 @@ TEST_F(Update, ACorruptArchiveIsFetchedThreeTimes) {
 }
 
 TEST_F(Update, TheFirstItemOfTheChecksumFileCounts) {
-    const std::string hash = hashOf(archive);
+    const std::string hash = Service::updateHash;
     std::string upper = hash;
     for (char& c : upper) c = static_cast<char>(std::toupper(c));
     const std::pair<std::string, bool> cases[] = {{hash.substr(0, 16) + "\n" + hash.substr(16) + "\r\n", true},
@@ -196,7 +188,7 @@ TEST_F(Update, TheFirstItemOfTheChecksumFileCounts) {
         gAPI->apiDownloadingUpdateErr = 0;
         headless::state.started.clear();
         site().onFile("Quillory-1.0.113.zip.md5 ", file);
-        upgradeQuillory(link);
+        upgradeQuillory(Service::updateLink);
         try {
             testDesktop::pumpUntil([] { return gAPI->apiDownloadingUpdateErr == 1; });
         } catch (const headless::ProcessEnded&) {
@@ -223,8 +215,8 @@ TEST_F(Update, AnAbortAndAnOutageLeaveTheSchedulerStanding) {
     EXPECT_FALSE(gAPI->apiDownloadingUpdate || frmMain->tmrMain.Enabled);
     EXPECT_TRUE(frmMain->Enabled);
 
-    site().replies = {{".md5 HTTP", {}}, {"GET /quillory", {{Service::fileAnswer(archive)}, true}}};
-    upgradeQuillory(link);
+    site().replies = {{".md5 HTTP", {}}, {"GET /quillory", {{Service::fileAnswer(Service::updateArchive)}, true}}};
+    upgradeQuillory(Service::updateLink);
     ASSERT_TRUE(testDesktop::pumpUntil([] { return gAPI->apiDownloadingUpdateMD5; })) << "it is being verified";
     EXPECT_EQ(title(), L"Quillory - Verifying update file ...");
     EXPECT_EQ(frmDownloading->lblProgressPercent.Caption(), L"0%");
@@ -258,7 +250,7 @@ TEST_F(Update, WithoutASizeOrAChecksumItStandsStillForGood) {
                                           std::pair("113.zip HTTP", "HTTP/1.0 200 OK\r\n\r\nPK")}) {
         gAPI->apiForced = gAPI->apiDownloadingUpdateMD5 = false;
         site().replies.insert(site().replies.begin(), {request, {{answer}, true}});
-        upgradeQuillory(link);
+        upgradeQuillory(Service::updateLink);
         ASSERT_TRUE(testDesktop::pumpUntil([&] { return site().count(request) > 0 && gAPI->VHDownload.IsIdle(); }));
         EXPECT_TRUE(gAPI->apiDownloadingUpdate) << request;
         EXPECT_THAT(newBoxes(), IsEmpty()) << request;

@@ -15,10 +15,6 @@ std::multimap<steady_clock::time_point, std::function<void()>> waiting;
 
 } // namespace
 
-void settle() {
-    headless::pumpUntil([] { return false; }, 30);
-}
-
 /// Real time, since segments on a real connection need it: a source of messages that has them when they are due.
 void later(std::function<void()> action, int milliseconds) {
     if (milliseconds == 0) {

@@ -15,14 +15,6 @@ std::set<std::uint32_t> due;
 
 } // namespace
 
-void settle() {
-    const DWORD end = GetTickCount() + 60;
-    while (static_cast<LONG>(GetTickCount() - end) < 0) {
-        platform::pumpMessages();
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, 5, QS_ALLINPUT);
-    }
-}
-
 void later(std::function<void()> action, int milliseconds) {
     auto id = std::make_shared<std::uint32_t>();
     *id = platform::startTimer(static_cast<std::uint32_t>(milliseconds), [id, action = std::move(action)] {
