@@ -11,12 +11,7 @@ protected:
 };
 
 TEST_F(Answers, TheGalleryTreeLeavesRedirectedCategoriesOut) {
-    ParseXML(L"<galleries><gallery><friendly>Nature</friendly><categories>"
-             L"<category><redir>no</redir><friendly>Lakes</friendly></category>"
-             L"<category><redir>yes</redir><friendly>Ponds</friendly></category>"
-             L"<category><redir>No</redir><friendly>Seas</friendly></category>"
-             L"<category><redir>no</redir><friendly>Ah My Goddess</friendly></category></categories></gallery>"
-             L"<gallery><friendly>Cities</friendly></gallery></galleries>");
+    ParseXML(std::wstring(Service::galleries.begin(), Service::galleries.end()));
     ASSERT_EQ(galleries.size(), 2u);
     EXPECT_THAT(galleries.item(L"Nature"), ElementsAre(L"Nature", L"Lakes", L"Ah! My Goddess"));
     EXPECT_THAT(galleries.item(L"Cities"), ElementsAre(L"Cities"));

@@ -55,6 +55,7 @@ public:
         "<gallery><friendly>Nature</friendly><categories>"
         "<category><redir>no</redir><friendly>Lakes</friendly></category>"
         "<category><redir>yes</redir><friendly>Ponds</friendly></category>"
+        "<category><redir>No</redir><friendly>Seas</friendly></category>"
         "<category><redir>no</redir><friendly>Ah My Goddess</friendly></category></categories></gallery>\n"
         "<gallery><friendly>Cities</friendly></gallery>\n"
         "</galleries>\n";

@@ -64,14 +64,11 @@ TEST_F(Request, PutsTheChoicesIntoTheirFixedOrder) {
 
 TEST_F(Request, RestartsTheIntervalOnlyIfItGoesAhead) {
     secondsSinceChange = 50;
-    gAPI->apiDownloadingUpdate = true;
-    gAPI->apiForced = true;
+    gAPI->apiDownloadingUpdate = gAPI->apiForced = true;
     gAPI->RotateWallpaper();
     EXPECT_EQ(secondsSinceChange, 50) << "no rotation during an update";
-    gAPI->apiDownloadingUpdate = false;
-
+    gAPI->apiDownloadingUpdate = gAPI->apiForced = false;
     gAPI->apiNetworkOutage = true;
-    gAPI->apiForced = false;
     gAPI->RotateWallpaper();
     EXPECT_EQ(secondsSinceChange, 50) << "a timed rotation does nothing in an outage";
     gAPI->apiNetworkOutage = false;

@@ -93,8 +93,7 @@ TEST_F(Options, TheFreezeActsWithTheMouseAtOnceAndACancelDoesNotUndoIt) {
     timerTick = 33;
     frmOptions->chkFreeze.MouseUp(1, 0, 0, 0);
     EXPECT_TRUE(gTimers->Active_ChangeWallpaper && gTimers->Active_CheckIdle);
-    EXPECT_EQ(Start_ChangeWallpaper, 33);
-    EXPECT_EQ(Start_CheckIdle, 33);
+    EXPECT_EQ(std::pair(Start_ChangeWallpaper, Start_CheckIdle), std::pair(std::int16_t{33}, std::int16_t{33}));
 }
 
 TEST_F(Options, AreCheckedInOrderAndLeaveTheirMarks) {

@@ -48,11 +48,7 @@ TEST_F(ProgramTest, WhatFailsTellsItsPlace) {
         {L"minimizeToTray, modMisc", [] { minimizeToTray(); }},
         {L"getFormattedTimeUntilChange, modMisc", [] { getFormattedTimeUntilChange(); }},
         {L"URLEncode, modMisc", [] { (void)URLEncode(text); }},
-        {L"validateHTMLHeader, modMisc",
-         [] {
-             std::wstring answer = text;
-             validateHTMLHeader(answer);
-         }},
+        {L"validateHTMLHeader, modMisc", [] { validateHTMLHeader(text); }},
     };
     for (const auto& [place, call] : cases) {
         bool isTold = false;

@@ -79,13 +79,11 @@ TEST_F(ProgramStart, ASavedPairLogsInFromTheTray) {
                  });
     frmMain.Load();
     EXPECT_FALSE(frmMain->Visible || frmMain->Enabled);
-    EXPECT_TRUE(gAPI->apiSilent && !idleHold);
-    EXPECT_TRUE(headless::state.trayIcon);
+    EXPECT_TRUE(gAPI->apiSilent && !idleHold && headless::state.trayIcon);
     EXPECT_EQ(screenAspectRatio, L"1.77865");
     EXPECT_EQ(tempFolder, L"C:\\Users\\alice\\AppData\\Roaming\\Quillory\\");
     ASSERT_TRUE(testDesktop::pumpUntil([] { return frmMain->cboGallery.Text != loadingText; }));
-    EXPECT_TRUE(frmMain->Enabled && !frmMain->Visible);
-    EXPECT_TRUE(frmMain->tmrMain.Enabled);
+    EXPECT_TRUE(frmMain->Enabled && !frmMain->Visible && frmMain->tmrMain.Enabled);
 }
 
 TEST_F(ProgramTest, WhatEscapesFromAHandlerIsShown) {
