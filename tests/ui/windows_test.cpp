@@ -241,6 +241,7 @@ TEST_F(Windows, AnyButtonDragsAWindowByItsHeaderOrItsTitle) {
 
 TEST_F(Windows, WhatDoesSomethingCanBeReachedAndSaysWhatItIsCalled) {
     frmDownloading.Load();
+    EXPECT_EQ(frmDownloading->picProgressBar.Width, 1) << "nothing has come yet";
     frmQuickStart.Load();
     showNotice(L"Quillory - Information", L"hello");
     EXPECT_EQ(platform::spokenName(*frmSlideMessage), L"Quillory - Information");
