@@ -221,6 +221,7 @@ TEST_F(Download, ReplacesAFileWhenTheConnectionStandsButNotOneInOtherLetterCase)
 
 TEST_F(Download, HandlersMayCancelAndStartAnew) {
     download.Cancel(); // nothing
+    EXPECT_EQ(download.FileSize(), 0);
     const std::string answer = "HTTP/1.0 200 OK\r\n\r\nbody";
     download.on.Starting = [this](std::int32_t, const std::string&) { download.Cancel(); };
     started().send(answer);

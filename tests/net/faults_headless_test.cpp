@@ -89,6 +89,19 @@ TEST_F(Faults, AFailureBehindALookupMayBeAnsweredByAnother) {
     }
 }
 
+TEST_F(Faults, ACallerWhoCannotBeToldIsNobody) {
+    Watched listener;
+    std::wstring caller = L"none";
+    listener->RemoteHost(L"its own");
+    listener->on.ConnectionRequest = [&](std::int32_t) { caller = listener->RemoteHost(); };
+    listener->Bind(0, L"127.0.0.1");
+    listener->Listen();
+    fail(NetworkCall::getpeername, 10057);
+    const auto call = peers::call(static_cast<std::uint16_t>(listener->LocalPort()));
+    EXPECT_TRUE(testDesktop::pumpUntil([&] { return caller != L"none"; }));
+    EXPECT_EQ(caller, L"");
+}
+
 class Transfers : public Faults {
 protected:
     peers::Server server;
