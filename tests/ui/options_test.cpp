@@ -143,7 +143,7 @@ TEST_F(Options, AreCheckedInOrderAndLeaveTheirMarks) {
 
 TEST_F(Options, TheIntervalFollowsFromFrequencyAndType) {
     const std::tuple<const wchar_t*, const wchar_t*, const wchar_t*, int> cases[] = {
-        {L"5", L"Minutes", L"10", 600}, {L"9.99", L"Minutes", L"10", 600}, {L"11", L"Minutes", L"11", 660},
+        {L"5", L"Minutes", L"10", 600}, {L"9.99", L"Minutes", L"10", 600}, {L"10.5", L"Minutes", L"10.5", 630},
         {L"5", L"Hours", L"5", 18000},  {L"0.5", L"Hours", L"0.5", 1800},  {L"500", L"Days", L"500", 43200000},
         {L"7", L"minutes", L"7", -1}};
     for (const auto& [frequency, type, then, interval] : cases) {
