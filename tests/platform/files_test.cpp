@@ -54,11 +54,7 @@ TEST_F(FilesTest, FileNumbersAreTheLowestFreeOnesAndComeToAnEnd) {
 TEST_F(FilesTest, EveryFailureHasItsNumber) {
     const std::wstring missing = folder + L"\\missing";
     const std::wstring nowhere = missing + L"\\file";
-    const struct {
-        const char* call;
-        std::function<void()> action;
-        std::int32_t number;
-    } cases[] = {
+    const std::tuple<const char*, std::function<void()>, std::int32_t> cases[] = {
         {"delete a missing file", [&] { deleteFile(missing); }, errors::fileNotFound},
         {"delete in a missing folder", [&] { deleteFile(nowhere); }, errors::pathNotFound},
         {"delete a folder as a file", [&] { deleteFile(folder); }, errors::pathFileAccess},
@@ -72,7 +68,7 @@ TEST_F(FilesTest, EveryFailureHasItsNumber) {
         {"make two levels at once", [&] { makeDirectory(nowhere); }, errors::pathNotFound},
         {"attributes of a missing file", [&] { setFileAttributes(missing, 0); }, errors::fileNotFound},
     };
-    for (const auto& each : cases) EXPECT_EQ(numberRaisedBy(each.action), each.number) << each.call;
+    for (const auto& [call, action, number] : cases) EXPECT_EQ(numberRaisedBy(action), number) << call;
 }
 
 TEST_F(FilesTest, AttributesAndNamesAreThoseThatAreStored) {

@@ -74,10 +74,10 @@ protected:
 
 TEST_F(PicturesTest, EachFormatGivesItsPixelsWithTransparencyOnBlack) {
     constexpr Bgr red{0, 0, 255}, green{0, 255, 0}, blue{255, 0, 0}, white{255, 255, 255}, black{0, 0, 0};
-    const struct {
-        const std::string& bytes;
-        Bgr topRight, bottomRight;
-    } cases[] = {{png, {0, 128, 0}, black}, {gif, green, black}, {bmp, green, white}};
+    const std::tuple<const std::string&, Bgr, Bgr> cases[] = {// what stands at the right
+                                                              {png, {0, 128, 0}, black},
+                                                              {gif, green, black},
+                                                              {bmp, green, white}};
     for (const auto& [bytes, topRight, bottomRight] : cases) {
         const Bitmap bitmap = convert(bytes);
         ASSERT_EQ(bitmap.file.size(), bmp.size());
