@@ -3,8 +3,8 @@
 
 usage: scripts/lint.py [--report FILE.xml] [tidy|tests|cppcheck|shell|python]...
 
-Without a word: all of them; `tests` is clang-tidy over the tests. What has passed is remembered in build/lint by its content, with that of every header it
-includes, and not looked at again.
+Without a word: all of them; `tests` is clang-tidy over the tests. What has passed is remembered in build/lint by its
+content, with that of every header it includes, and not looked at again.
 """
 
 import concurrent.futures
