@@ -151,7 +151,7 @@ ULONG handlesOf(DWORD process) {
     std::vector<ULONG> answer(1 << 16);
     ULONG needed = 0;
     while (NtQuerySystemInformation(static_cast<SYSTEM_INFORMATION_CLASS>(16), answer.data(),
-                                    static_cast<ULONG>(answer.size() * sizeof(ULONG)), &needed) != 0)
+                                    static_cast<ULONG>(answer.size()) * sizeof(ULONG), &needed) != 0)
         answer.resize(answer.size() * 2);
     const auto* const all = reinterpret_cast<const SystemHandle*>(answer.data() + 1);
     return static_cast<ULONG>(
@@ -175,8 +175,8 @@ ULONG gdiObjectsOf(HANDLE process) {
     NtQueryInformationProcess(process, ProcessBasicInformation, &basics, sizeof basics, nullptr);
     const char* table = nullptr;
     std::vector<GdiObject> objects(length);
-    expect(ReadProcessMemory(process, reinterpret_cast<const char*>(basics.PebBaseAddress) + tableInBlock, &table,
-                             sizeof table, nullptr) &&
+    expect(ReadProcessMemory(process, reinterpret_cast<const char*>(basics.PebBaseAddress) + tableInBlock,
+                             static_cast<void*>(&table), sizeof table, nullptr) &&
                ReadProcessMemory(process, table, objects.data(), objects.size() * sizeof(GdiObject), nullptr),
            "no table of GDI's objects");
     return static_cast<ULONG>(std::ranges::count_if(objects, [](const GdiObject& each) { return each.type != 0; }));
@@ -238,7 +238,7 @@ int watch() {
         if (what == "look" && std::cin >> id) answer = look(id);
         if (what == "double-click-icon") answer = doubleClickIcon();
         if (what == "save" && std::cin >> x >> y) answer = save(x, y);
-        std::cout << answer << std::endl;
+        std::cout << answer << '\n' << std::flush;
     }
     return 0;
 }

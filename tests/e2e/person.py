@@ -53,13 +53,17 @@ class Person:
 
     def field(self, name, control):
         """The control's own window, for the kinds of controls that are the system's: text boxes, combos, buttons."""
-        window = self.window(name)
-        left, top, _, _ = self.place(name, control, window)
-        for child in self.probe.children(window):
-            near = abs(child.place[0] - left) <= SLACK and abs(child.place[1] - top) <= SLACK
-            if near and child.visible:
-                return child
-        raise LookupError(f"{control} of {name} has no window at {left},{top}")
+
+        def standing():
+            window = self.window(name)
+            left, top, _, _ = self.place(name, control, window)
+            for child in self.probe.children(window):
+                near = abs(child.place[0] - left) <= SLACK and abs(child.place[1] - top) <= SLACK
+                if near and child.visible:
+                    return child
+            return None
+
+        return until(standing, f"a window of {control} in {name}")
 
     def wait_for_focus(self, name, control):
         """Until the keyboard's focus is in the control, or in a part of it, as the text of a combo is."""

@@ -30,18 +30,19 @@ LRESULT ask(HWND window, UINT message, WPARAM w = 0, LPARAM l = 0) {
 }
 
 json describe(HWND window) {
-    RECT around{};
-    GetWindowRect(window, &around);
+    const bool visible = IsWindowVisible(window) != FALSE; // before its place: what is shown meanwhile has just moved
     std::wstring text(static_cast<std::size_t>(ask(window, WM_GETTEXTLENGTH)), L'\0');
     const LRESULT got = ask(window, WM_GETTEXT, text.size() + 1, reinterpret_cast<LPARAM>(text.data()));
     text.resize(static_cast<std::size_t>(got));
     wchar_t kind[256] = L"";
     GetClassNameW(window, kind, 256);
+    RECT around{};
+    GetWindowRect(window, &around);
     return {{"handle", number(window)},
             {"cls", narrow(kind)},
             {"text", narrow(text)},
             {"place", place(around)},
-            {"visible", IsWindowVisible(window) != FALSE},
+            {"visible", visible},
             {"enabled", IsWindowEnabled(window) != FALSE}};
 }
 
