@@ -74,7 +74,7 @@ class Subject(Stage):
         return next(int(line.split()[1]) * 1024 for line in lines if line.startswith(what + ":"))
 
     def look(self):
-        """Private memory in MiB, threads, handles, GDI objects and windows of the program now."""
+        """Private memory in MiB, threads, handles and GDI objects of the program now."""
         memory = pathlib.Path(f"/proc/{self.process}/smaps_rollup").read_text()
         private = next(int(line.split()[1]) for line in memory.splitlines() if line.startswith("Private_Dirty"))
         threads = len(list(pathlib.Path(f"/proc/{self.process}/task").iterdir()))
