@@ -1,10 +1,12 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <objbase.h>
@@ -17,8 +19,8 @@
 /// calls, and a hand and an eye beside the program.
 ///
 /// usage: desk_bench rotate JPEG BMP  turns one file into the other with each of the platform's decoders
-///        desk_bench watch            for each line of input: "look PID", "user-objects", "double-click-icon" or
-///                                    "save X Y"
+///        desk_bench watch            for each line of input: "look PID", "user-objects", "longest-wait",
+///                                    "double-click-icon" or "save X Y"
 /// What is found goes to the output, a line of JSON each.
 
 namespace {
@@ -210,6 +212,24 @@ std::string look(DWORD id) {
     return line;
 }
 
+/// Asks the main window for an answer all the time, from the first question on. Returns the longest that one has taken
+/// since the last question, in seconds.
+double longestWait() {
+    using namespace std::chrono;
+    static std::atomic<steady_clock::duration> longest{};
+    [[maybe_unused]] static const bool asking = [] {
+        std::thread([] {
+            for (;; Sleep(1)) {
+                const auto start = steady_clock::now();
+                SendMessageW(FindWindowW(L"Quillory.frmMain", nullptr), WM_NULL, 0, 0);
+                longest = std::max(longest.load(), steady_clock::now() - start);
+            }
+        }).detach();
+        return true;
+    }();
+    return duration<double>(longest.exchange({})).count();
+}
+
 /// As the tray's icon tells a double click: the event stands where a mouse move has its place.
 std::string doubleClickIcon() {
     const HWND menu = FindWindowW(L"Quillory.frmPopupMenu", nullptr);
@@ -233,6 +253,7 @@ int watch() {
         int y = 0;
         if (what == "look" && std::cin >> id) answer = look(id);
         if (what == "user-objects") answer = std::to_string(userObjects());
+        if (what == "longest-wait") answer = std::to_string(longestWait());
         if (what == "double-click-icon") answer = doubleClickIcon();
         if (what == "save" && std::cin >> x >> y) answer = save(x, y);
         std::cout << answer << '\n' << std::flush;

@@ -6,6 +6,7 @@
 
 #include "platform/Files.h"
 #include "platform/Jpeg.h"
+#include "platform/Messages.h"
 #include "platform/PictureFile.h"
 #include "platform/RunTimeError.h"
 
@@ -84,9 +85,13 @@ void writeBitmap(const PictureFile& picture, platform::Replacement& file) {
 namespace platform {
 
 Picture loadPicture(const std::wstring& path) {
+    std::shared_ptr<const PictureFile> file;
     try {
-        std::string content = readWholeFile(path);
-        if (isSoundJpeg(content)) return Picture(std::make_shared<const PictureFile>(std::move(content)));
+        workAside([&] {
+            std::string content = readWholeFile(path);
+            if (isSoundJpeg(content)) file = std::make_shared<const PictureFile>(std::move(content));
+        });
+        if (file) return Picture(std::move(file));
     } catch (const RunTimeError& error) {
         if (error.Number == errors::fileNotFound || error.Number == errors::pathNotFound)
             throw RunTimeError(errors::fileNotFound);
@@ -98,9 +103,11 @@ Picture loadPicture(const std::wstring& path) {
 
 void savePicture(const Picture& picture, const std::wstring& path) {
     if (!picture.file) throw RunTimeError(errors::invalidPicture);
-    Replacement file(path);
-    writeBitmap(*picture.file, file);
-    file.commit();
+    workAside([&] {
+        Replacement file(path);
+        writeBitmap(*picture.file, file);
+        file.commit();
+    });
 }
 
 } // namespace platform

@@ -1,3 +1,8 @@
+#include <thread>
+
+#include "platform/Files.h"
+#include "platform/Messages.h"
+#include "platform/Pictures.h"
 #include "platform/Win32Toolkit.h"
 
 using testing::ElementsAre;
@@ -231,6 +236,40 @@ TEST_F(Win32Toolkit, AnOpenMenuAndAnOpenListEndBeforeWhatAsks) {
     SetForegroundWindow(window());
     form->PopupMenu({&entry}, nullptr);
     EXPECT_THAT(events, ElementsAre("no menu", "free"));
+}
+
+TEST_F(Win32Toolkit, WhatOtherProgramsSendDuringAConversionIsAnsweredUnlessItIsInput) {
+    constexpr int side = 600; // more than one band
+    const BITMAPINFOHEADER info{sizeof info, side, side, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
+    std::string file("BM\0\0\0\0\0\0\0\0\66\0\0\0", 14);
+    file.append(reinterpret_cast<const char*>(&info), sizeof info).append(std::size_t{side} * side * 3, '\7');
+    const std::wstring path = testDesktop::scratchFolder() + L"\\picture";
+    testDesktop::putFile(path, file);
+    const Picture picture = platform::loadPicture(path);
+
+    form->MouseMove = [&](auto, auto, double x, double) {
+        if (std::lround(x / screen::TwipsPerPixelX()) == WM_LBUTTONDBLCLK) events.emplace_back("icon");
+    };
+    form->closeRequested = [&] { events.emplace_back("close"); };
+    const platform::WindowHandle asked = platform::createHiddenWindow(L"asked");
+    platform::hookWindow(asked, [&](auto, std::uint32_t message, auto&&...) {
+        events.emplace_back(message == WM_USER ? "asked" : "posted");
+        return 0;
+    });
+    testDesktop::postMessage(asked, WM_USER + 1, 0, 0);
+    std::thread([&] {                                                    // another one's, as another program's
+        SendNotifyMessageW(window(), WM_MOUSEMOVE, 0, WM_LBUTTONDBLCLK); // as the shell tells an icon's events
+        SendNotifyMessageW(window(), WM_CLOSE, 0, 0);
+        SendNotifyMessageW(platform::win32::toHwnd(asked), WM_USER, 0, 0);
+    })
+        .join();
+
+    platform::savePicture(picture, path);
+    EXPECT_THAT(events, ElementsAre("asked"));
+    platform::pumpMessages();
+    EXPECT_THAT(events, ElementsAre("asked", "posted", "icon", "close"));
+    platform::unhookWindow(asked);
+    platform::destroyHiddenWindow(asked);
 }
 
 TEST_F(Win32Toolkit, ANoticeShownByItsHandleIsSeenAtItsPlaceAloneAndLeavesTheActivation) {

@@ -137,6 +137,8 @@ void pumpMessages() {
     while (dispatchOne()) askSources(0);
 }
 
+void workAside(const std::function<void()>& work) { work(); } // nobody else asks anything of these windows
+
 void waitMessages() {
     while (!dispatchOne()) {
         if (!askSources(10)) {

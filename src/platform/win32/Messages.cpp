@@ -6,6 +6,7 @@
 #include "platform/Process.h"
 #include "platform/Text.h"
 #include "platform/ToolkitPeer.h"
+#include "platform/win32/Com.h"
 #include "platform/win32/Handles.h"
 #include "platform/win32/Loop.h"
 #include "platform/win32/ToolkitBox.h"
@@ -45,6 +46,23 @@ void CALLBACK timerFired(HWND, UINT, UINT_PTR id, DWORD) {
     if (found == timers.end()) return; // stopped with a firing already in the queue
     const auto callback = found->second;
     platform::guarded(callback);
+}
+
+struct Aside {
+    const std::function<void()>& work;
+    std::exception_ptr failure;
+};
+
+DWORD WINAPI runAside(void* parameter) {
+    auto& aside = *static_cast<Aside*>(parameter);
+    const bool initialised = SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED));
+    try {
+        aside.work();
+    } catch (...) {
+        aside.failure = std::current_exception();
+    }
+    if (initialised) CoUninitialize();
+    return 0;
 }
 
 void dispatch(MSG& message) {
@@ -110,6 +128,19 @@ void waitMessages() {
     endMenu();
     MSG message;
     if (GetMessageW(&message, nullptr, 0, 0) >= 0) dispatch(message);
+}
+
+void workAside(const std::function<void()>& work) {
+    win32::useCom(); // for this thread, whatever the other one needs of it
+    Aside aside{work, {}};
+    const HANDLE thread = CreateThread(nullptr, 0, runAside, &aside, 0, nullptr);
+    if (!thread) return work();
+    while (MsgWaitForMultipleObjects(1, &thread, FALSE, INFINITE, QS_SENDMESSAGE | QS_PAINT) == WAIT_OBJECT_0 + 1) {
+        MSG message; // looking for any message at all answers those that were sent
+        if (PeekMessageW(&message, nullptr, WM_PAINT, WM_PAINT, PM_REMOVE)) dispatch(message);
+    }
+    CloseHandle(thread);
+    if (aside.failure) std::rethrow_exception(aside.failure);
 }
 
 void runMessageLoop() {
