@@ -4,7 +4,7 @@
 
 namespace platform::win32 {
 
-/// Initialises COM for the program's one thread, on the first call; it stays so until the process ends.
+/// Initialises COM for the thread of the message loop, on the first call; it stays so until the process ends.
 inline void useCom() {
     static const HRESULT initialised = CoInitialize(nullptr);
     (void)initialised;
