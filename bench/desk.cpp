@@ -20,7 +20,7 @@
 ///
 /// usage: desk_bench rotate JPEG BMP  turns one file into the other with each of the platform's decoders
 ///        desk_bench watch            for each line of input: "look PID", "user-objects", "longest-wait",
-///                                    "double-click-icon" or "save X Y"
+///                                    "double-click-icon" or "press FORM X Y"
 /// What is found goes to the output, a line of JSON each.
 
 namespace {
@@ -236,9 +236,9 @@ std::string doubleClickIcon() {
     return menu && PostMessageW(menu, WM_MOUSEMOVE, 0, WM_LBUTTONDBLCLK) ? "true" : "false";
 }
 
-/// Presses the button of the main window, which need not be on the screen.
-std::string save(int x, int y) {
-    const HWND window = FindWindowW(L"Quillory.frmMain", nullptr);
+/// Presses a button of a window, which need not be on the screen.
+std::string press(const std::string& form, int x, int y) {
+    const HWND window = FindWindowA(("Quillory." + form).c_str(), nullptr);
     const LPARAM at = MAKELPARAM(x, y);
     return window && PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, at) && PostMessageW(window, WM_LBUTTONUP, 0, at)
                ? "true"
@@ -249,13 +249,14 @@ int watch() {
     for (std::string what; std::cin >> what;) {
         std::string answer = "null";
         DWORD id = 0;
+        std::string form;
         int x = 0;
         int y = 0;
         if (what == "look" && std::cin >> id) answer = look(id);
         if (what == "user-objects") answer = std::to_string(userObjects());
         if (what == "longest-wait") answer = std::to_string(longestWait());
         if (what == "double-click-icon") answer = doubleClickIcon();
-        if (what == "save" && std::cin >> x >> y) answer = save(x, y);
+        if (what == "press" && std::cin >> form >> x >> y) answer = press(form, x, y);
         std::cout << answer << '\n' << std::flush;
     }
     return 0;

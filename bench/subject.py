@@ -9,20 +9,20 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 sys.path.insert(0, str(ROOT / "tests" / "e2e"))
+import forms  # noqa: E402
 from desktop import Desktop, until  # noqa: E402, F401
 from service import PICTURES  # noqa: E402
 from stage import Stage  # noqa: E402
 
 BENCH = ROOT / "build" / "win32" / "bench"
-SAVE = ("save", 525, 486)  # the middle of the main window's button, in its pixels
 PATIENCE = 120
 
 
 class Subject(Stage):
     """A stage with another hand: it posts what the mouse would have said, so that nothing waits for a screen."""
 
-    def __init__(self, size, pictures=PICTURES):
-        super().__init__(pictures, size)
+    def __init__(self, size, pictures=PICTURES, releases=None):
+        super().__init__(pictures, size, releases)
 
     def __enter__(self):
         super().__enter__()
@@ -53,7 +53,12 @@ class Subject(Stage):
         """A forced rotation; from the tray the main window comes up first."""
         if from_tray:
             self.tell("double-click-icon")
-        self.tell(*SAVE)
+        self.press("frmMain", "picSave")
+
+    def press(self, form, control):
+        """By the middle of it, in the pixels of its window."""
+        left, top, width, height = forms.place(form, control)
+        self.tell("press", form, round(left + width / 2), round(top + height / 2))
 
     def move_mouse(self, x, y):
         """Nobody there, and the scheduler holds."""
@@ -83,13 +88,17 @@ class Subject(Stage):
 
 def process_of(name):
     """The newest process of this machine that runs a Windows program of that name."""
+    return max(processes_of(name), default=None)
+
+
+def processes_of(name):
     found = []
     for process in pathlib.Path("/proc").iterdir():
         with contextlib.suppress(OSError):
             comm, line = (process / "comm").read_text().strip(), (process / "cmdline").read_bytes()
             if process.name.isdigit() and comm == name[:15] and line:  # none: it has ended
                 found.append(int(process.name))
-    return max(found, default=None)
+    return found
 
 
 def build(*targets):
