@@ -19,9 +19,10 @@
 /// and hit-tested by it; the rest are the system's native controls, children of that window.
 ///
 /// One object, FormWindow, in the files of what it does: ToolkitWindow its life and its procedure, ToolkitScreen its
-/// place, ToolkitPaint its looks, ToolkitInput mouse and keys, ToolkitControls its native controls (with ToolkitField and
-/// ToolkitChoice for how two kinds of them look), ToolkitReader what it says. Beside it: ToolkitArt, what is drawn with;
-/// ToolkitBox and ToolkitMenu, the system's own message boxes and popup menus.
+/// place, ToolkitPaint its looks, ToolkitInput mouse and keys, ToolkitControls its native controls (with ToolkitTexts for
+/// what text boxes and combos show, ToolkitField and ToolkitChoice for how two kinds look), ToolkitReader what it says.
+/// ToolkitPeer passes on to it what the program changes. Beside it: ToolkitArt, what is drawn with; ToolkitBox and
+/// ToolkitMenu, the system's own message boxes and popup menus.
 namespace platform::win32 {
 
 class FormWindow;
@@ -58,6 +59,20 @@ struct Native {
 inline bool isDropped(const Native& native) {
     return native.edit && native.edit != native.window && SendMessageW(native.window, CB_GETDROPPEDSTATE, 0, 0) != 0;
 }
+
+/// A combo leaves its text marked without having the focus, after new text or a new size.
+inline void hideSelection(const Native& combo) {
+    if (GetFocus() != combo.edit) SendMessageW(combo.edit, EM_SETSEL, 0, 0);
+}
+
+/// While the program changes a native control.
+struct Assigning {
+    explicit Assigning(bool& now) : flag(now), before(now) { flag = true; }
+    ~Assigning() { flag = before; }
+    Assigning(const Assigning&) = delete;
+    bool& flag;
+    const bool before;
+};
 
 class FormWindow : public std::enable_shared_from_this<FormWindow> {
 public:
