@@ -19,7 +19,7 @@
 /// calls, and a hand and an eye beside the program.
 ///
 /// usage: desk_bench rotate JPEG BMP  turns one file into the other with each of the platform's decoders
-///        desk_bench watch            for each line of input: "look PID", "user-objects", "longest-wait",
+///        desk_bench watch            for each line of input: "look PID", "box", "user-objects", "longest-wait",
 ///                                    "double-click-icon" or "press FORM X Y"
 /// What is found goes to the output, a line of JSON each.
 
@@ -253,6 +253,7 @@ int watch() {
         int x = 0;
         int y = 0;
         if (what == "look" && std::cin >> id) answer = look(id);
+        if (what == "box") answer = FindWindowW(L"#32770", nullptr) ? "true" : "false";
         if (what == "user-objects") answer = std::to_string(userObjects());
         if (what == "longest-wait") answer = std::to_string(longestWait());
         if (what == "double-click-icon") answer = doubleClickIcon();

@@ -139,6 +139,7 @@ void workAside(const std::function<void()>& work) {
         MSG message; // looking for any message at all answers those that were sent
         if (PeekMessageW(&message, nullptr, WM_PAINT, WM_PAINT, PM_REMOVE)) dispatch(message);
     }
+    WaitForSingleObject(thread, INFINITE); // also if the other wait was refused, for the thread works on what lies here
     CloseHandle(thread);
     if (aside.failure) std::rethrow_exception(aside.failure);
 }
