@@ -1,7 +1,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <iostream>
@@ -212,22 +211,26 @@ std::string look(DWORD id) {
     return line;
 }
 
-/// Asks the main window for an answer all the time, from the first question on. Returns the longest that one has taken
-/// since the last question, in seconds.
+/// At the first question it begins to ask the main window for an answer, again and again. At the second it ends, and
+/// the result is the longest that an answer has taken, in seconds.
 double longestWait() {
     using namespace std::chrono;
-    static std::atomic<steady_clock::duration> longest{};
-    [[maybe_unused]] static const bool asking = [] {
-        std::thread([] {
-            for (;; Sleep(1)) {
+    static std::jthread asking;
+    static steady_clock::duration longest;
+    if (!asking.joinable()) {
+        longest = {};
+        asking = std::jthread([](const std::stop_token& stop) {
+            for (; !stop.stop_requested(); Sleep(1)) {
                 const auto start = steady_clock::now();
                 SendMessageW(FindWindowW(L"Quillory.frmMain", nullptr), WM_NULL, 0, 0);
-                longest = std::max(longest.load(), steady_clock::now() - start);
+                longest = std::max(longest, steady_clock::now() - start);
             }
-        }).detach();
-        return true;
-    }();
-    return duration<double>(longest.exchange({})).count();
+        });
+        return 0;
+    }
+    asking.request_stop();
+    asking.join();
+    return duration<double>(longest).count();
 }
 
 /// As the tray's icon tells a double click: the event stands where a mouse move has its place.

@@ -37,8 +37,8 @@ void pumpMessages();
 void waitMessages();
 
 /// Does long work on a thread of its own, and returns when it is done. Meanwhile this one answers what other programs
-/// ask of the windows and paints those that are uncovered. Input, timers and the network's messages stay in their
-/// queue, so nothing else of the program runs until then. Raises what the work raises.
+/// send to the windows and paints those that are uncovered. What a person does, timers and the network's messages stay
+/// in the queue, so that nothing else of the program begins until then. Raises what the work raises.
 void workAside(const std::function<void()>& work);
 
 /// Dispatches messages until the process ends.

@@ -250,6 +250,8 @@ TEST_F(Win32Toolkit, WhatOtherProgramsSendDuringAConversionIsAnsweredUnlessItIsI
     form->MouseMove = [&](auto, auto, double x, double) {
         if (std::lround(x / screen::TwipsPerPixelX()) == WM_LBUTTONDBLCLK) events.emplace_back("icon");
     };
+    form->check.Click = [&] { events.emplace_back("click"); };
+    const HWND button = native(form->check);
     form->closeRequested = [&] { events.emplace_back("close"); };
     const platform::WindowHandle asked = platform::createHiddenWindow(L"asked");
     platform::hookWindow(asked, [&](auto, std::uint32_t message, auto&&...) {
@@ -259,6 +261,7 @@ TEST_F(Win32Toolkit, WhatOtherProgramsSendDuringAConversionIsAnsweredUnlessItIsI
     testDesktop::postMessage(asked, WM_USER + 1, 0, 0);
     std::thread([&] {                                                    // another one's, as another program's
         SendNotifyMessageW(window(), WM_MOUSEMOVE, 0, WM_LBUTTONDBLCLK); // as the shell tells an icon's events
+        SendNotifyMessageW(button, BM_CLICK, 0, 0);
         SendNotifyMessageW(window(), WM_CLOSE, 0, 0);
         SendNotifyMessageW(platform::win32::toHwnd(asked), WM_USER, 0, 0);
     })
@@ -267,7 +270,7 @@ TEST_F(Win32Toolkit, WhatOtherProgramsSendDuringAConversionIsAnsweredUnlessItIsI
     platform::savePicture(picture, path);
     EXPECT_THAT(events, ElementsAre("asked"));
     platform::pumpMessages();
-    EXPECT_THAT(events, ElementsAre("asked", "posted", "icon", "close"));
+    EXPECT_THAT(events, ElementsAre("asked", "posted", "icon", "click", "close"));
     platform::unhookWindow(asked);
     platform::destroyHiddenWindow(asked);
 }

@@ -4,6 +4,7 @@
 
 #include "platform/win32/Density.h"
 #include "platform/win32/Handles.h"
+#include "platform/win32/Loop.h"
 #include "platform/win32/ToolkitWindow.h"
 
 namespace platform {
@@ -39,6 +40,7 @@ std::optional<Point> cursorPosition() {
 
 bool setWallpaper(const std::wstring& path, std::uint32_t flags) {
     std::wstring buffer = path;
+    const win32::Waiting here; // for each program that is told of it
     return SystemParametersInfoW(SPI_SETDESKWALLPAPER, 0, buffer.data(), flags) != 0;
 }
 

@@ -80,6 +80,14 @@ namespace platform {
 
 bool win32::isRunning() { return running; }
 
+bool win32::waitsForItsTurn(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (!Waiting::now()) return false;
+    const bool isMouse = message >= WM_MOUSEFIRST && message <= WM_MOUSELAST;
+    const bool isKey = message >= WM_KEYFIRST && message <= WM_KEYLAST;
+    if (!isMouse && !isKey && message != WM_CLOSE && message != WM_SYSCOMMAND && message != BM_CLICK) return false;
+    return PostMessageW(window, message, wParam, lParam) != 0;
+}
+
 void win32::setMessageFilter(bool (*filter)(void* message)) { messageFilter = filter; }
 
 WindowHandle createHiddenWindow(const std::wstring& title) {
@@ -135,10 +143,11 @@ void workAside(const std::function<void()>& work) {
     Aside aside{work, {}};
     const HANDLE thread = CreateThread(nullptr, 0, runAside, &aside, 0, nullptr);
     if (!thread) return work();
-    while (MsgWaitForMultipleObjects(1, &thread, FALSE, INFINITE, QS_SENDMESSAGE | QS_PAINT) == WAIT_OBJECT_0 + 1) {
+    const win32::Waiting here;
+    do {
         MSG message; // looking for any message at all answers those that were sent
-        if (PeekMessageW(&message, nullptr, WM_PAINT, WM_PAINT, PM_REMOVE)) dispatch(message);
-    }
+        while (PeekMessageW(&message, nullptr, WM_PAINT, WM_PAINT, PM_REMOVE)) dispatch(message);
+    } while (MsgWaitForMultipleObjects(1, &thread, FALSE, INFINITE, QS_SENDMESSAGE | QS_PAINT) == WAIT_OBJECT_0 + 1);
     WaitForSingleObject(thread, INFINITE); // also if the other wait was refused, for the thread works on what lies here
     CloseHandle(thread);
     if (aside.failure) std::rethrow_exception(aside.failure);

@@ -19,6 +19,13 @@ bool isAccepted(const GUID& format) {
            format == GUID_ContainerFormatGif || format == GUID_ContainerFormatBmp;
 }
 
+/// A decoder is made on one thread and used on another, and the apartment of the first, by which COM holds the codecs,
+/// has ended by then. So they stay in the process once they have come.
+void keepCodecs() {
+    HMODULE codecs = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"windowscodecs.dll", &codecs);
+}
+
 } // namespace
 
 struct PictureFile::Decoder {
@@ -49,6 +56,7 @@ bool PictureFile::Decoder::open() {
         FAILED(decoder->GetFrame(0, frame.GetAddressOf())) || FAILED(frame->GetSize(&width, &height)) || width == 0 ||
         height == 0 || std::uint64_t{width} * height > INT32_MAX / 4 || FAILED(frame->GetPixelFormat(&pixelFormat)))
         return false;
+    keepCodecs();
     hasOpacity = format != GUID_ContainerFormatJpeg;
     if (!hasOpacity && pixelFormat == GUID_WICPixelFormat24bppBGR) { // a photograph as it is
         pixels = frame;

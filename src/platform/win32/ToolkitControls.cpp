@@ -7,6 +7,7 @@
 
 #include "platform/Input.h"
 #include "platform/Spoken.h"
+#include "platform/win32/Loop.h"
 #include "platform/win32/ToolkitWindow.h"
 
 // The native controls of a form: text boxes, combos, options, checks and command buttons, and what the person does in
@@ -87,6 +88,7 @@ bool isCombo(const Native& native) { return native.edit && native.edit != native
 
 /// Stands before the procedure of each native control and of a combo's inner window.
 LRESULT CALLBACK nativeProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id, DWORD_PTR data) {
+    if (waitsForItsTurn(window, message, wParam, lParam)) return 0;
     auto& native = *reinterpret_cast<Native*>(data);
     if (message == WM_NCDESTROY) RemoveWindowSubclass(window, nativeProcedure, id);
     const auto shown = native.on.weak_from_this().lock();

@@ -28,6 +28,7 @@ UINT taskbarCreated() {
 }
 
 LRESULT CALLBACK formProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (waitsForItsTurn(window, message, wParam, lParam)) return 0;
     const auto shown = formWindowAt(window);
     if (!shown || shown->closed) return DefWindowProcW(window, message, wParam, lParam);
     const auto alive = shown->form.weak_from_this().lock(); // through its own events
@@ -202,13 +203,6 @@ LRESULT FormWindow::windowMoved(const WINDOWPOS& moved) {
 }
 
 LRESULT FormWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
-    // What another program sends, as the shell does with an icon's events, comes in the midst of whatever waits for
-    // other programs or answers them. No menu and no question may open there, so it takes its place in the queue.
-    if ((message == WM_MOUSEMOVE || message == WM_CLOSE) && InSendMessage()) {
-        PostMessageW(window, inTurn, message, lParam);
-        return 0;
-    }
-    if (message == inTurn) message = static_cast<UINT>(std::exchange(wParam, 0));
     if (const std::int16_t button = buttonPressedBy(message)) {
         mouseDown(button, lParam);
         return 0;

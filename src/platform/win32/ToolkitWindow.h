@@ -30,7 +30,7 @@ class FormWindow;
 using MouseEvent = std::function<void(std::int16_t Button, std::int16_t Shift, double X, double Y)>;
 
 /// Messages to itself, for what must wait until a procedure of the system has returned.
-enum : UINT { placeWaits = WM_APP, densityWaits, focusMoved, choiceMade, blockedOne, readerAsks, inTurn };
+enum : UINT { placeWaits = WM_APP, densityWaits, focusMoved, choiceMade, blockedOne, readerAsks };
 
 /// What a screen reader asks for by readerAsks, or is owed.
 enum : WPARAM { readerPresses, readerFocuses, readerIsAlerted };
