@@ -113,6 +113,28 @@ TEST_F(PicturesTest, WhatDoesNotDecodeWholeIsNoPicture) {
     tooManyCodes.replace(table + 10, 2, "\xFF\xFF");
     EXPECT_EQ(numberRaisedBy([&] { convert(tooManyCodes); }), errors::invalidPicture);
     EXPECT_TRUE(isSoundJpeg("\xFF\xD8\xFF\xD0\xFF\xD7\xFF\xD9")) << "marks of a restart have no length";
+
+    // Of one component, whose scan names table 0 of the first coefficient and table 1 of the others.
+    const auto tables = [](char frame, const std::string& defined, const std::string& range) {
+        std::string file = std::string("\xFF\xD8\xFF") + frame + std::string("\0\x08\x08\0\x01\0\x01\0", 8);
+        for (const char place : defined) file += std::string("\xFF\xC4\0\x13", 4) + place + std::string(16, '\0');
+        return isSoundJpeg(file + std::string("\xFF\xDA\0\x08\x01\x01\x01", 7) + range + "\xFF\xD9");
+    };
+    const std::string all("\0\x3F\0", 3);
+    const std::string first(3, '\0');
+    const std::string refined("\0\0\x10", 3);
+    const std::string others("\x01\x3F\0", 3);
+    const std::string zero(1, '\0');
+    const std::string both = zero + '\x11';
+    const auto sound = [&](char frame, const std::string& range) {
+        return std::array{tables(frame, both, range), tables(frame, zero, range), tables(frame, "\x11", range),
+                          tables(frame, "", range)};
+    };
+    EXPECT_EQ(sound('\xC0', all), (std::array{true, false, false, false}));
+    EXPECT_EQ(sound('\xC2', first), (std::array{true, true, false, false}));
+    EXPECT_EQ(sound('\xC2', refined), (std::array{true, true, true, true}));
+    EXPECT_EQ(sound('\xC2', others), (std::array{true, false, true, false}));
+    EXPECT_TRUE(tables('\xC9', "", all)) << "arithmetic coding has no such tables";
     EXPECT_EQ(readWholeFile(target), "the picture before");
     EXPECT_FALSE(fileAttributes(target + L".new"));
     EXPECT_EQ(convert(jpeg + "trailing").width(), 16u) << "what follows the end is nobody's business";
