@@ -96,7 +96,9 @@ TEST_F(PicturesTest, WhatDoesNotDecodeWholeIsNoPicture) {
     testDesktop::putFile(target, "the picture before");
     const std::string page = "<html><body>404 Not Found</body></html>";
     const std::string tiff = bytesOf("49492a000800000000000000");
-    for (const std::string& bytes : {std::string(), page, tiff, std::string(5000, '\0'), jpeg.substr(0, 2) + page})
+    const std::string noWidth = std::string(bmp).replace(18, 4, 4, '\0');
+    for (const std::string& bytes :
+         {std::string(), page, tiff, std::string(5000, '\0'), jpeg.substr(0, 2) + page, noWidth})
         EXPECT_EQ(numberRaisedBy([&] { convert(bytes); }), errors::invalidPicture) << bytes.substr(0, 20);
     for (const std::string& bytes : {jpeg, png, gif, bmp}) {
         for (const std::size_t percent : {3u, 25u, 50u, 75u}) {

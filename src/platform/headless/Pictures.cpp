@@ -60,7 +60,8 @@ struct PictureFile::Decoder {
 PictureFile::PictureFile(std::string content) : decoder(std::make_unique<Decoder>()) {
     Source source{content};
     decoder->rgba.reset(stbi_load_from_callbacks(&callbacks, &source, &decoder->width, &decoder->height, nullptr, 4));
-    if (!decoder->rgba || source.ranOut) throw RunTimeError(errors::invalidPicture);
+    const bool isEmpty = decoder->width == 0 || decoder->height == 0; // which this decoder takes in a BMP
+    if (!decoder->rgba || isEmpty || source.ranOut) throw RunTimeError(errors::invalidPicture);
 }
 
 PictureFile::~PictureFile() = default;
