@@ -1,13 +1,10 @@
 #include "platform/win32/ToolkitWindow.h"
 
-#include <cmath>
 #include <utility>
 
-#include "platform/Input.h"
 #include "platform/Shell.h"
 #include "platform/ToolkitPeer.h"
 #include "platform/win32/Contrast.h"
-#include "platform/win32/Handles.h"
 #include "platform/win32/Loop.h"
 #include "platform/win32/ToolkitBox.h"
 
